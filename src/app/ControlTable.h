@@ -1,0 +1,57 @@
+#pragma once
+#include "Twips.h"
+
+#include <span>
+
+// The main window, declared as data: every control with its kind, page, text, font,
+// place and tab index. The window is built from this table and tests check against it.
+
+enum class ControlKind {
+    Button,
+    TabControl,
+    TextBox,
+    ReadOnlyTextBox,      // read-only, with the button-face background
+    AutoSizeLabel,        // grows and shrinks with its caption
+    FixedLabel,
+    ResultsTable,
+    MultiLineTextBox,     // multi-line with a vertical scroll bar
+};
+
+enum class Page { Window = -1, Ping = 0, Traceroute = 1, DnsLookup = 2, Whois = 3 };
+
+enum class FontChoice { Arial, WindowFont, CourierNew };
+
+struct ControlSpec {
+    int tabIndex;
+    const char* name;
+    ControlKind kind;
+    Page page;
+    const char* text;
+    FontChoice font;
+    TwipsRect rect;
+    bool enabled;
+    bool visible;         // initial visibility, before start-up changes it
+    const char* buddy;    // for labels: the text box they name
+};
+
+struct ColumnSpec {
+    const char* key;
+    const char* header;
+    int widthTwips;
+};
+
+struct WindowSpec {
+    const char* caption;
+    int clientWidthTwips;
+    int clientHeightTwips;
+};
+
+inline constexpr WindowSpec kWindow{"Pathlark", 8985, 5265};
+
+// Tab captions are stored padded with blanks; the program identifies pages by the trimmed text.
+std::span<const char* const> tabCaptions();
+std::span<const ControlSpec> controlTable();
+std::span<const ColumnSpec> resultColumns();
+
+inline constexpr double kArialPointSize = 8.25;
+inline constexpr double kCourierPointSize = 8.25;

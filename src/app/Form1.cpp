@@ -1,0 +1,344 @@
+#include "Form1.h"
+
+#include "AppIcon.h"
+#include "ControlTable.h"
+#include "Label.h"
+#include "MultiLineTextBox.h"
+#include "ResultsTable.h"
+#include "SlashCut.h"
+#include "platform/IcmpControl.h"
+#include "platform/MessageBox.h"
+#include "platform/TcpControl.h"
+#include "platform/Timer.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QTabWidget>
+
+namespace {
+
+const QString kTitle = QStringLiteral("Pathlark");
+constexpr qint16 kKeyF1 = 112;
+
+QFont fontFor(FontChoice choice, const QFont& windowFont)
+{
+    switch (choice) {
+    case FontChoice::Arial: {
+        QFont f(QStringLiteral("Arial"));
+        f.setPointSizeF(kArialPointSize);
+        return f;
+    }
+    case FontChoice::CourierNew: {
+        QFont f(QStringLiteral("Courier New"));
+        f.setPointSizeF(kCourierPointSize);
+        f.setStyleHint(QFont::TypeWriter);
+        return f;
+    }
+    case FontChoice::WindowFont:
+        break;
+    }
+    return windowFont;
+}
+
+// Blanks only, as the captions are padded with blanks.
+QString trimBlanks(const QString& s)
+{
+    qsizetype start = 0, end = s.size();
+    while (start < end && s[start] == u' ')
+        ++start;
+    while (end > start && s[end - 1] == u' ')
+        --end;
+    return s.mid(start, end - start);
+}
+
+} // namespace
+
+Form1::Form1(const Platform& platform, QWidget* parent)
+    : QWidget(parent)
+    , m_platform(platform)
+{
+    setObjectName(QStringLiteral("Form1"));
+    setWindowTitle(kTitle);
+    setWindowIcon(appIcon());
+    // A fixed window: minimise and close, no maximise, no resizing.
+    setWindowFlags(Qt::Window | Qt::MSWindowsFixedSizeDialogHint | Qt::CustomizeWindowHint | Qt::WindowTitleHint
+                   | Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
+    setFixedSize(twipsToPixels(kWindow.clientWidthTwips), twipsToPixels(kWindow.clientHeightTwips));
+    // The status lines use the window's font: the desktop's own, so they read like the rest of it.
+    setFont(QApplication::font());
+
+    buildControls();
+
+    axICMP1 = m_platform.createIcmpControl(this);
+    Winsock1 = m_platform.createTcpControl(this);
+    Timer1 = m_platform.createTimer(this);
+    Timer1->setInterval(0);
+    Timer1->setEnabled(true);
+
+    connect(SSTab1, &QTabWidget::currentChanged, this, [this](int index) {
+        const int previous = m_currentPage;
+        m_currentPage = index;
+        showPageControls(index);
+        SSTab1_Click(qint16(previous));
+    });
+    wireIcmp();
+    wireDns();
+    wireWhois();
+    wireHelp();
+
+    qApp->installEventFilter(this);
+    cmdPing->setFocus();
+}
+
+Form1::~Form1()
+{
+    qApp->removeEventFilter(this);
+}
+
+void Form1::buildControls()
+{
+    SSTab1 = new QTabWidget(this);
+    for (const char* caption : tabCaptions())
+        SSTab1->addTab(new QWidget, QString::fromLatin1(caption));
+
+    for (const ControlSpec& spec : controlTable()) {
+        QWidget* w = spec.kind == ControlKind::TabControl ? SSTab1 : buildControl(spec);
+        w->setObjectName(QString::fromLatin1(spec.name));
+        w->setFont(fontFor(spec.font, font()));
+        w->setGeometry(spec.rect.toPixels());
+        w->setEnabled(spec.enabled);
+        if (spec.page != Page::Window) {
+            // Page controls are placed on the tab control's own area, tab strip included.
+            w->setParent(SSTab1);
+            w->setGeometry(spec.rect.toPixels());
+            m_pageControls.emplace_back(w, int(spec.page));
+        }
+        if (auto* label = qobject_cast<Label*>(w))
+            label->setCaption(QString::fromLatin1(spec.text));
+        if (!spec.visible)
+            w->hide();
+    }
+
+    for (const ControlSpec& spec : controlTable()) {
+        if (!spec.buddy)
+            continue;
+        auto* label = findChild<Label*>(QString::fromLatin1(spec.name));
+        label->setBuddy(findChild<QWidget*>(QString::fromLatin1(spec.buddy)));
+    }
+    HostResponse->setAccessibleName(tr("Results"));
+    ListView1->setAccessibleName(tr("Results"));
+    ReceiveWindow->setAccessibleName(tr("Lookup completion"));
+
+    // A label sized to its caption may reach into the box it names; the box stays on top.
+    for (Label* label : findChildren<Label*>())
+        label->lower();
+    // The output area: the text box lies over the table.
+    ListView1->lower();
+    HostResponse->raise();
+    applyTabOrder();
+    showPageControls(0);
+}
+
+QWidget* Form1::buildControl(const ControlSpec& spec)
+{
+    const QString text = QString::fromLatin1(spec.text);
+    QWidget* w = nullptr;
+    switch (spec.kind) {
+    case ControlKind::Button:
+        w = new QPushButton(text, this);
+        break;
+    case ControlKind::TextBox:
+    case ControlKind::ReadOnlyTextBox: {
+        auto* box = new QLineEdit(text, this);
+        if (spec.kind == ControlKind::ReadOnlyTextBox) {
+            box->setReadOnly(true);
+            QPalette p = box->palette();
+            p.setColor(QPalette::Base, p.color(QPalette::Button));
+            box->setPalette(p);
+        }
+        w = box;
+        break;
+    }
+    case ControlKind::AutoSizeLabel:
+    case ControlKind::FixedLabel:
+        w = new Label(spec.kind == ControlKind::AutoSizeLabel, this);
+        break;
+    case ControlKind::ResultsTable: {
+        auto* table = new ResultsTable(this);
+        table->addColumns(resultColumns());
+        w = table;
+        break;
+    }
+    case ControlKind::MultiLineTextBox:
+        w = new MultiLineTextBox(this);
+        break;
+    case ControlKind::TabControl:
+        break;
+    }
+
+    // Bind the named members.
+    const QString name = QString::fromLatin1(spec.name);
+    const auto bind = [&](auto*& member, const char* memberName) {
+        if (name == QLatin1String(memberName))
+            member = static_cast<std::remove_reference_t<decltype(member)>>(w);
+    };
+    bind(cmdPing, "cmdPing");
+    bind(cmdCancel, "cmdCancel");
+    bind(txtLocal, "txtLocal");
+    bind(txtRemote, "txtRemote");
+    bind(Label2, "Label2");
+    bind(Label1, "Label1");
+    bind(ListView1, "ListView1");
+    bind(lblCaption, "lblCaption");
+    bind(lblCaptionTrace, "lblCaptionTrace");
+    bind(DoLookup, "DoLookup");
+    bind(DNSHost, "DNSHost");
+    bind(HostResponse, "HostResponse");
+    bind(ReceiveWindow, "ReceiveWindow");
+    bind(Label5, "Label5");
+    bind(Label6, "Label6");
+    bind(txtLocalDNS, "txtLocalDNS");
+    bind(lblCaptionDNS, "lblCaptionDNS");
+    bind(Command1, "Command1");
+    bind(Text3, "Text3");
+    bind(Text2, "Text2");
+    bind(Text1, "Text1");
+    bind(Label7, "Label7");
+    bind(Label8, "Label8");
+    bind(Label9, "Label9");
+    bind(cmdTraceroute, "cmdTraceroute");
+    bind(cmdCancelTrace, "cmdCancelTrace");
+    bind(txtRemoteTrace, "txtRemoteTrace");
+    bind(Label3, "Label3");
+    bind(txtLocalTrace, "txtLocalTrace");
+    bind(Label4, "Label4");
+    return w;
+}
+
+void Form1::applyTabOrder()
+{
+    QWidget* previous = nullptr;
+    for (const ControlSpec& spec : controlTable()) {
+        auto* w = findChild<QWidget*>(QString::fromLatin1(spec.name));
+        if (spec.kind == ControlKind::AutoSizeLabel || spec.kind == ControlKind::FixedLabel) {
+            w->setFocusPolicy(Qt::NoFocus);
+            continue;
+        }
+        w->setFocusPolicy(Qt::StrongFocus);
+        if (previous)
+            setTabOrder(previous, w);
+        previous = w;
+    }
+}
+
+void Form1::showPageControls(int page)
+{
+    for (const auto& [control, controlPage] : m_pageControls)
+        control->setVisible(controlPage == page);
+}
+
+void Form1::showCentred()
+{
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    if (screen)
+        move(screen->availableGeometry().center() - QPoint(width() / 2, height() / 2));
+    show();
+    SSTab1->setCurrentIndex(0);
+    cmdPing->setFocus();
+}
+
+void Form1::SSTab1_Click(qint16 /*previoustab*/)
+{
+    module.CurrentTab = trimBlanks(SSTab1->tabText(SSTab1->currentIndex()));
+
+    static const std::pair<const char*, QPushButton* Form1::*> kActionButtons[] = {
+        {"Ping", &Form1::cmdPing},
+        {"Traceroute", &Form1::cmdTraceroute},
+        {"DNS Lookup", &Form1::DoLookup},
+        {"Whois", &Form1::Command1},
+    };
+    for (const auto& [caption, button] : kActionButtons) {
+        if (module.CurrentTab == QLatin1String(caption)) {
+            setDefaultButton(this->*button);
+            return;
+        }
+    }
+}
+
+void Form1::setDefaultButton(QPushButton* button)
+{
+    if (m_defaultButton)
+        m_defaultButton->setDefault(false);
+    m_defaultButton = button;
+    if (m_defaultButton)
+        m_defaultButton->setDefault(true);
+}
+
+bool Form1::pressEnter()
+{
+    if (auto* focused = qobject_cast<QPushButton*>(QApplication::focusWidget()); focused && isAncestorOf(focused)) {
+        if (focused->isEnabled())
+            focused->click();
+        return true;
+    }
+    if (m_defaultButton && m_defaultButton->isEnabled())
+        m_defaultButton->click();
+    return true;
+}
+
+bool Form1::eventFilter(QObject* watched, QEvent* event)
+{
+    const QEvent::Type type = event->type();
+    if (type != QEvent::KeyPress && type != QEvent::KeyRelease)
+        return false;
+    auto* widget = qobject_cast<QWidget*>(watched);
+    if (!widget || (widget != this && !isAncestorOf(widget)))
+        return false;
+
+    auto* key = static_cast<QKeyEvent*>(event);
+    if (type == QEvent::KeyPress && (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter))
+        return pressEnter();
+    if (type == QEvent::KeyRelease && KeyPreview && !key->isAutoRepeat()) {
+        qint16 keyCode = 0;
+        if (key->key() >= Qt::Key_F1 && key->key() <= Qt::Key_F24)
+            keyCode = qint16(kKeyF1 + (key->key() - Qt::Key_F1));
+        else if (key->key() < 0x80)
+            keyCode = qint16(key->key());
+        const Qt::KeyboardModifiers mods = key->modifiers();
+        qint16 shift = qint16((mods & Qt::ShiftModifier ? 1 : 0) | (mods & Qt::ControlModifier ? 2 : 0)
+                              | (mods & Qt::AltModifier ? 4 : 0));
+        Form_KeyUp(keyCode, shift);
+        // F1 is handled once, here; other releases go on to their widgets (Space clicks a button on release).
+        return keyCode == kKeyF1;
+    }
+    return false;
+}
+
+void Form1::closeEvent(QCloseEvent* event)
+{
+    qint16 cancel = 0;
+    Form_Unload(cancel);
+    event->accept();
+}
+
+void Form1::showNotConnected()
+{
+    m_platform.messageBox->show(this, QStringLiteral("You must connected to the Internet for this function to work properly."),
+                                MessageBox::kNoIcon, kTitle);
+}
+
+void Form1::showInvalidDomain(const QString& host)
+{
+    m_platform.messageBox->show(this, host + QStringLiteral(" is an invaild domain name."), MessageBox::kNoIcon, kTitle);
+}
+
+void Form1::cutTrailingSlash(QLineEdit* box)
+{
+    const QString cut = trailingSlashCut(box->text());
+    if (cut != box->text())
+        box->setText(cut);
+}

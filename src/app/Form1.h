@@ -1,0 +1,131 @@
+#pragma once
+#include "Module1.h"
+#include "platform/Bool16.h"
+#include "platform/Platform.h"
+
+#include <QWidget>
+
+class IcmpControl;
+class Label;
+class MultiLineTextBox;
+class QLineEdit;
+class QPushButton;
+class QTabWidget;
+class ResultsTable;
+class TcpControl;
+class Timer;
+struct ControlSpec;
+
+// The main window. Its controls are built from the control table; its handlers carry
+// the names of the controls and events they serve. Each tool's handlers live in a
+// file of their own (Form1_Icmp.cpp, Form1_Dns.cpp, Form1_Whois.cpp, Form1_Help.cpp).
+class Form1 final : public QWidget {
+    Q_OBJECT
+public:
+    explicit Form1(const Platform& platform, QWidget* parent = nullptr);
+    ~Form1() override;
+
+    // Start-up, page switch, shut-down.
+    void Form_Load();
+    void Form_Unload(qint16& Cancel);
+    void Form_Terminate() {}
+    void SSTab1_Click(qint16 previoustab);
+    void showCentred();
+
+    // Enter presses the focused button, else the enabled default button, else nothing.
+    QPushButton* defaultButton() const { return m_defaultButton; }
+    bool KeyPreview = false;
+
+    Module1 module;
+
+    // Controls, by their names in the control table.
+    QPushButton* cmdPing = nullptr;
+    QTabWidget* SSTab1 = nullptr;
+    QPushButton* cmdCancel = nullptr;
+    QLineEdit* txtLocal = nullptr;
+    QLineEdit* txtRemote = nullptr;
+    Label* Label2 = nullptr;
+    Label* Label1 = nullptr;
+    ResultsTable* ListView1 = nullptr;
+    Label* lblCaption = nullptr;
+    Label* lblCaptionTrace = nullptr;
+    QPushButton* DoLookup = nullptr;
+    QLineEdit* DNSHost = nullptr;
+    MultiLineTextBox* HostResponse = nullptr;
+    MultiLineTextBox* ReceiveWindow = nullptr;
+    Label* Label5 = nullptr;
+    Label* Label6 = nullptr;
+    QLineEdit* txtLocalDNS = nullptr;
+    Label* lblCaptionDNS = nullptr;
+    QPushButton* Command1 = nullptr;
+    QLineEdit* Text3 = nullptr;
+    QLineEdit* Text2 = nullptr;
+    QLineEdit* Text1 = nullptr;
+    Label* Label7 = nullptr;
+    Label* Label8 = nullptr;
+    Label* Label9 = nullptr;
+    QPushButton* cmdTraceroute = nullptr;
+    QPushButton* cmdCancelTrace = nullptr;
+    QLineEdit* txtRemoteTrace = nullptr;
+    Label* Label3 = nullptr;
+    QLineEdit* txtLocalTrace = nullptr;
+    Label* Label4 = nullptr;
+
+    // Controls without a face.
+    IcmpControl* axICMP1 = nullptr;
+    TcpControl* Winsock1 = nullptr;
+    Timer* Timer1 = nullptr;
+
+    // --- Ping and Traceroute (Form1_Icmp.cpp) ---
+    Bool16 CancelRequested = kFalse16;
+    void cmdPing_Click();
+    void cmdCancel_Click();
+    void cmdTraceroute_Click();
+    void cmdCancelTrace_Click();
+    void axICMP1_Error(const QString& Description, Bool16 Fatal);
+    void axICMP1_PingData(const QString& RespondingHostIP, const QString& RespondingHostName,
+                          const QString& TripTime, const QString& ReturnCodeDescription, qint32 ReturnCode,
+                          qint16 DataSize, quint8 TTL);
+    void axICMP1_TraceData(const QString& RespondingHostIP, const QString& RespondingHostName,
+                           const QString& TripTime, const QString& ReturnCodeDescription, qint32 ReturnCode,
+                           const QString& HopNumber, Bool16* Cancel);
+    void axICMP1_SequenceComplete();
+
+    // --- DNS Lookup (Form1_Dns.cpp) ---
+    void DoLookup_Click();
+
+    // --- Whois (Form1_Whois.cpp) ---
+    void Command1_Click();
+
+    // --- Help (Form1_Help.cpp) ---
+    void Form_KeyUp(qint16& KeyCode, qint16& Shift);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void buildControls();
+    QWidget* buildControl(const ControlSpec& spec);
+    void applyTabOrder();
+    void showPageControls(int page);
+    void setDefaultButton(QPushButton* button);
+    bool pressEnter();
+
+    // Each tool connects its own controls and events.
+    void wireIcmp();
+    void wireDns();
+    void wireWhois();
+    void wireHelp();
+
+    // Messages shared by the tools.
+    void showNotConnected();
+    void showInvalidDomain(const QString& host);
+    // Cuts a trailing slash from the box's text, in place.
+    static void cutTrailingSlash(QLineEdit* box);
+
+    Platform m_platform;
+    QPushButton* m_defaultButton = nullptr;
+    int m_currentPage = 0;
+    std::vector<std::pair<QWidget*, int>> m_pageControls;   // control, page
+};

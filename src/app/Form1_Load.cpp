@@ -1,0 +1,38 @@
+// Start-up and shut-down of the main window.
+#include "Form1.h"
+
+#include "DialUp.h"
+#include "MultiLineTextBox.h"
+#include "platform/IcmpControl.h"
+#include "platform/InterfaceList.h"
+#include "platform/MessageBox.h"
+#include "platform/TcpControl.h"
+
+#include <QLineEdit>
+
+void Form1::Form_Load()
+{
+    KeyPreview = true;
+
+    if (firstDialUpConnectionState(m_platform.interfaceList->interfaces()) == RASCS_Connected) {
+        module.IsConnected = kTrue16;
+    } else if (axICMP1->LocalIP() != QLatin1String("127.0.0.1")) {
+        module.IsConnected = kTrue16;
+    } else {
+        module.IsConnected = kFalse16;
+        m_platform.messageBox->show(this, QStringLiteral("Pathlark requires an Internet connection to be fully functional."),
+                                    MessageBox::kExclamation, QStringLiteral("Pathlark"));
+        return;
+    }
+
+    HostResponse->hide();
+    for (QLineEdit* box : {txtLocal, txtLocalTrace, txtLocalDNS})
+        box->setText(axICMP1->LocalHostName() + QStringLiteral(" (") + axICMP1->LocalIP() + QStringLiteral(")"));
+}
+
+void Form1::Form_Unload(qint16& /*Cancel*/)
+{
+    module.ContextHelp.reset();
+    if (Winsock1->State() != 0)
+        Winsock1->Close();
+}

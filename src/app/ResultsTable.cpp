@@ -1,0 +1,66 @@
+#include "ResultsTable.h"
+
+#include "ControlTable.h"
+
+#include <QHeaderView>
+
+ResultsTable::ResultsTable(QWidget* parent)
+    : QTreeWidget(parent)
+{
+    setRootIsDecorated(false);
+    setUniformRowHeights(true);
+    setItemsExpandable(false);
+    setSelectionMode(QAbstractItemView::SingleSelection);
+    setAllColumnsShowFocus(true);
+    header()->setStretchLastSection(false);
+    header()->setSectionsMovable(false);
+}
+
+void ResultsTable::addColumns(std::span<const ColumnSpec> columns)
+{
+    setColumnCount(int(columns.size()));
+    QStringList headers;
+    for (const ColumnSpec& c : columns) {
+        m_keys << QString::fromLatin1(c.key);
+        headers << QString::fromLatin1(c.header);
+    }
+    setHeaderLabels(headers);
+    for (int i = 0; i < int(columns.size()); ++i)
+        setColumnWidth(i, twipsToPixels(columns[i].widthTwips));
+}
+
+int ResultsTable::columnByKey(const QString& key) const
+{
+    return int(m_keys.indexOf(key));
+}
+
+void ResultsTable::setColumnHeader(const QString& key, const QString& text)
+{
+    const int column = columnByKey(key);
+    if (column >= 0)
+        headerItem()->setText(column, text);
+}
+
+QString ResultsTable::columnHeader(const QString& key) const
+{
+    const int column = columnByKey(key);
+    return column >= 0 ? headerItem()->text(column) : QString();
+}
+
+void ResultsTable::addRow(const QString& text, const QStringList& subItems)
+{
+    auto* item = new QTreeWidgetItem(this);   // owned by the table
+    item->setText(0, text);
+    for (int i = 0; i < subItems.size() && i + 1 < columnCount(); ++i)
+        item->setText(i + 1, subItems[i]);
+}
+
+QStringList ResultsTable::row(int index) const
+{
+    QStringList cells;
+    if (const QTreeWidgetItem* item = topLevelItem(index)) {
+        for (int i = 0; i < columnCount(); ++i)
+            cells << item->text(i);
+    }
+    return cells;
+}

@@ -1,0 +1,26 @@
+#pragma once
+#include <QTreeWidget>
+
+#include <span>
+
+struct ColumnSpec;
+
+// The results list in report view: keyed columns, rows appended at the end.
+class ResultsTable final : public QTreeWidget {
+    Q_OBJECT
+public:
+    explicit ResultsTable(QWidget* parent);
+
+    void addColumns(std::span<const ColumnSpec> columns);
+    // -1 when no column has that key.
+    int columnByKey(const QString& key) const;
+    void setColumnHeader(const QString& key, const QString& text);
+    QString columnHeader(const QString& key) const;
+
+    // Appends a row: `text` in the first column, `subItems` in the columns after it.
+    void addRow(const QString& text, const QStringList& subItems);
+    QStringList row(int index) const;
+
+private:
+    QStringList m_keys;
+};

@@ -1,0 +1,29 @@
+#pragma once
+#include <functional>
+
+class BusyPointer;
+class HelpViewer;
+class IcmpControl;
+class InterfaceList;
+class MessageBox;
+class QObject;
+class Resolver;
+class Shell;
+class TcpControl;
+class Timer;
+
+// Everything through which the window reaches the outside world. The program wires
+// the real adapters; tests wire fakes. The window does not own what it is given
+// here, but does own the controls the factories make (they are parented to it).
+struct Platform {
+    MessageBox* messageBox = nullptr;
+    BusyPointer* busyPointer = nullptr;
+    InterfaceList* interfaceList = nullptr;
+    Resolver* resolver = nullptr;
+    Shell* shell = nullptr;
+    HelpViewer* helpViewer = nullptr;
+
+    std::function<IcmpControl*(QObject* parent)> createIcmpControl;
+    std::function<TcpControl*(QObject* parent)> createTcpControl;
+    std::function<Timer*(QObject* parent)> createTimer;
+};
