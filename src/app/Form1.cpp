@@ -102,6 +102,10 @@ Form1::~Form1()
 void Form1::buildControls()
 {
     SSTab1 = new QTabWidget(this);
+    for (const ControlSpec& spec : controlTable()) {
+        if (spec.kind == ControlKind::TabControl)
+            SSTab1->setGeometry(spec.rect.toPixels());   // page controls are placed from it
+    }
     for (const char* caption : tabCaptions())
         SSTab1->addTab(new QWidget, QString::fromLatin1(caption));
 
@@ -112,9 +116,10 @@ void Form1::buildControls()
         w->setGeometry(spec.rect.toPixels());
         w->setEnabled(spec.enabled);
         if (spec.page != Page::Window) {
-            // Page controls are placed on the tab control's own area, tab strip included.
-            w->setParent(SSTab1);
-            w->setGeometry(spec.rect.toPixels());
+            // Page controls are placed on the tab control's own area, tab strip included. They sit on
+            // the window above the tab control, shown with their page, so the tab control's own focus
+            // handling never comes between them and the window's tab order.
+            w->move(SSTab1->pos() + w->pos());
             m_pageControls.emplace_back(w, int(spec.page));
         }
         if (auto* label = qobject_cast<Label*>(w))
@@ -133,12 +138,13 @@ void Form1::buildControls()
     ListView1->setAccessibleName(tr("Results"));
     ReceiveWindow->setAccessibleName(tr("Lookup completion"));
 
+    // The output area: the text box lies over the table.
+    HostResponse->raise();
     // A label sized to its caption may reach into the box it names; the box stays on top.
     for (Label* label : findChildren<Label*>())
         label->lower();
-    // The output area: the text box lies over the table.
     ListView1->lower();
-    HostResponse->raise();
+    SSTab1->lower();
     applyTabOrder();
     showPageControls(0);
 }
@@ -227,6 +233,12 @@ void Form1::applyTabOrder()
         if (spec.kind == ControlKind::AutoSizeLabel || spec.kind == ControlKind::FixedLabel) {
             w->setFocusPolicy(Qt::NoFocus);
             continue;
+        }
+        if (w == SSTab1) {
+            // The tab strip is what takes the focus; the frame around the pages is no stop of its own.
+            SSTab1->setFocusProxy(nullptr);
+            SSTab1->setFocusPolicy(Qt::NoFocus);
+            w = SSTab1->tabBar();
         }
         w->setFocusPolicy(Qt::StrongFocus);
         if (previous)

@@ -13,6 +13,7 @@ ResultsTable::ResultsTable(QWidget* parent)
     setSelectionMode(QAbstractItemView::SingleSelection);
     setAllColumnsShowFocus(true);
     header()->setStretchLastSection(false);
+    header()->setMinimumSectionSize(1);   // the narrow "Hop" column is narrower than the style's minimum
     header()->setSectionsMovable(false);
 }
 
