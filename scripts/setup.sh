@@ -9,7 +9,7 @@ profile=${1:-run}
 run_packages=(
   cmake ninja-build g++ make pkg-config
   qt6-base-dev qt6-base-dev-tools libgl-dev
-  fonts-liberation xdg-utils
+  fonts-liberation xdg-utils file
   fp-utils-3.2.2
 )
 test_packages=(

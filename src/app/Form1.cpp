@@ -65,7 +65,7 @@ Form1::Form1(const Platform& platform, QWidget* parent)
     setWindowTitle(kTitle);
     setWindowIcon(appIcon());
     // A fixed window: minimise and close, no maximise, no resizing.
-    setWindowFlags(Qt::Window | Qt::MSWindowsFixedSizeDialogHint | Qt::CustomizeWindowHint | Qt::WindowTitleHint
+    setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint
                    | Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
     setFixedSize(twipsToPixels(kWindow.clientWidthTwips), twipsToPixels(kWindow.clientHeightTwips));
     // The status lines use the window's font: the desktop's own, so they read like the rest of it.
@@ -102,37 +102,45 @@ Form1::~Form1()
 void Form1::buildControls()
 {
     SSTab1 = new QTabWidget(this);
-    for (const ControlSpec& spec : controlTable()) {
-        if (spec.kind == ControlKind::TabControl)
-            SSTab1->setGeometry(spec.rect.toPixels());   // page controls are placed from it
+    for (const ControlSpec& control : controlTable()) {
+        if (control.kind == ControlKind::TabControl)
+            SSTab1->setGeometry(control.rect.toPixels());   // page controls are placed from it
     }
     for (const char* caption : tabCaptions())
         SSTab1->addTab(new QWidget, QString::fromLatin1(caption));
 
-    for (const ControlSpec& spec : controlTable()) {
-        QWidget* w = spec.kind == ControlKind::TabControl ? SSTab1 : buildControl(spec);
-        w->setObjectName(QString::fromLatin1(spec.name));
-        w->setFont(fontFor(spec.font, font()));
-        w->setGeometry(spec.rect.toPixels());
-        w->setEnabled(spec.enabled);
-        if (spec.page != Page::Window) {
+    for (const ControlSpec& control : controlTable()) {
+        QWidget* w = control.kind == ControlKind::TabControl ? SSTab1 : buildControl(control);
+        w->setObjectName(QString::fromLatin1(control.name));
+        w->setFont(fontFor(control.font, font()));
+        w->setGeometry(control.rect.toPixels());
+        w->setEnabled(control.enabled);
+        if (control.page != Page::Window) {
             // Page controls are placed on the tab control's own area, tab strip included. They sit on
             // the window above the tab control, shown with their page, so the tab control's own focus
             // handling never comes between them and the window's tab order.
             w->move(SSTab1->pos() + w->pos());
-            m_pageControls.emplace_back(w, int(spec.page));
+            m_pageControls.emplace_back(w, int(control.page));
         }
-        if (auto* label = qobject_cast<Label*>(w))
-            label->setCaption(QString::fromLatin1(spec.text));
-        if (!spec.visible)
+        if (auto* label = qobject_cast<Label*>(w)) {
+            if (label->isAutoSize()) {
+                // The metric twin of Arial sets these captions about 5% wider than the layout was drawn
+                // for, which would run them into the boxes they name; tighten to the layout's widths.
+                QFont tighter = label->font();
+                tighter.setLetterSpacing(QFont::PercentageSpacing, 95);
+                label->setFont(tighter);
+            }
+            label->setCaption(QString::fromLatin1(control.text));
+        }
+        if (!control.visible)
             w->hide();
     }
 
-    for (const ControlSpec& spec : controlTable()) {
-        if (!spec.buddy)
+    for (const ControlSpec& control : controlTable()) {
+        if (!control.buddy)
             continue;
-        auto* label = findChild<Label*>(QString::fromLatin1(spec.name));
-        label->setBuddy(findChild<QWidget*>(QString::fromLatin1(spec.buddy)));
+        auto* label = findChild<Label*>(QString::fromLatin1(control.name));
+        label->setBuddy(findChild<QWidget*>(QString::fromLatin1(control.buddy)));
     }
     HostResponse->setAccessibleName(tr("Results"));
     ListView1->setAccessibleName(tr("Results"));
@@ -149,18 +157,18 @@ void Form1::buildControls()
     showPageControls(0);
 }
 
-QWidget* Form1::buildControl(const ControlSpec& spec)
+QWidget* Form1::buildControl(const ControlSpec& control)
 {
-    const QString text = QString::fromLatin1(spec.text);
+    const QString text = QString::fromLatin1(control.text);
     QWidget* w = nullptr;
-    switch (spec.kind) {
+    switch (control.kind) {
     case ControlKind::Button:
         w = new QPushButton(text, this);
         break;
     case ControlKind::TextBox:
     case ControlKind::ReadOnlyTextBox: {
         auto* box = new QLineEdit(text, this);
-        if (spec.kind == ControlKind::ReadOnlyTextBox) {
+        if (control.kind == ControlKind::ReadOnlyTextBox) {
             box->setReadOnly(true);
             QPalette p = box->palette();
             p.setColor(QPalette::Base, p.color(QPalette::Button));
@@ -171,7 +179,7 @@ QWidget* Form1::buildControl(const ControlSpec& spec)
     }
     case ControlKind::AutoSizeLabel:
     case ControlKind::FixedLabel:
-        w = new Label(spec.kind == ControlKind::AutoSizeLabel, this);
+        w = new Label(control.kind == ControlKind::AutoSizeLabel, this);
         break;
     case ControlKind::ResultsTable: {
         auto* table = new ResultsTable(this);
@@ -187,7 +195,7 @@ QWidget* Form1::buildControl(const ControlSpec& spec)
     }
 
     // Bind the named members.
-    const QString name = QString::fromLatin1(spec.name);
+    const QString name = QString::fromLatin1(control.name);
     const auto bind = [&](auto*& member, const char* memberName) {
         if (name == QLatin1String(memberName))
             member = static_cast<std::remove_reference_t<decltype(member)>>(w);
@@ -228,9 +236,9 @@ QWidget* Form1::buildControl(const ControlSpec& spec)
 void Form1::applyTabOrder()
 {
     QWidget* previous = nullptr;
-    for (const ControlSpec& spec : controlTable()) {
-        auto* w = findChild<QWidget*>(QString::fromLatin1(spec.name));
-        if (spec.kind == ControlKind::AutoSizeLabel || spec.kind == ControlKind::FixedLabel) {
+    for (const ControlSpec& control : controlTable()) {
+        auto* w = findChild<QWidget*>(QString::fromLatin1(control.name));
+        if (control.kind == ControlKind::AutoSizeLabel || control.kind == ControlKind::FixedLabel) {
             w->setFocusPolicy(Qt::NoFocus);
             continue;
         }

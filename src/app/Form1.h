@@ -2,8 +2,12 @@
 #include "Module1.h"
 #include "platform/Bool16.h"
 #include "platform/Platform.h"
+#include "dns/HostEntLayout.h"
+#include "platform/SocketsLayer.h"
 
 #include <QWidget>
+
+#include <array>
 
 class IcmpControl;
 class Label;
@@ -92,13 +96,40 @@ public:
     void axICMP1_SequenceComplete();
 
     // --- DNS Lookup (Form1_Dns.cpp) ---
+    // Where a completed lookup's host entry lands before ReceiveWindow_MouseUp reads it.
+    std::array<char, hostent_layout::kBufferSize> HostEntBuf{};
+    qint32 AsyncHandle = 0;
+    WSADATA WsaData;
     void DoLookup_Click();
+    // The completion goes to hWnd as message wMsg; a dotted address is looked up by address.
+    qint32 WSAAsyncGetHostByNameAlias(QObject* hWnd, qint16 wMsg, const QString& Host);
+    void ReceiveWindow_MouseUp(qint16 Button, qint16 Shift, float X, float Y);
 
     // --- Whois (Form1_Whois.cpp) ---
+    QString QueryText;
+    QString ServerName;
+    qint32 ServerPort = 0;
+    // The answer's bytes as they arrive; turned into text once, when the server has closed.
+    QByteArray ResponseText;
+    // The answer passed the cap and was cut; said below what is shown.
+    bool WI_AnswerCut = false;
     void Command1_Click();
+    void WI_Connect();
+    void Winsock1_Connect();
+    void WI_SendQuery();
+    void Winsock1_DataArrival(qint32 bytesTotal);
+    void Winsock1_Close();
+    void Timer1_Timer();
+    void WI_AddCR();
 
     // --- Help (Form1_Help.cpp) ---
     void Form_KeyUp(qint16& KeyCode, qint16& Shift);
+    // Opens the document in the desktop's application for it; the shell's status (> 32: opened).
+    qint32 ShellOpen(QWidget* owner, const QString& path);
+    // Where the help files are looked for: the program's own folder, unless a test moves it.
+    QString programFolder;
+    // An F1 is being dispatched (its waits on the desktop run the event loop).
+    bool helpInProgress = false;
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -106,7 +137,7 @@ protected:
 
 private:
     void buildControls();
-    QWidget* buildControl(const ControlSpec& spec);
+    QWidget* buildControl(const ControlSpec& control);
     void applyTabOrder();
     void showPageControls(int page);
     void setDefaultButton(QPushButton* button);

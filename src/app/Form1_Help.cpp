@@ -1,5 +1,75 @@
-// F1 help.
+// F1 help: the page of the tab page in front, in the desktop's compiled-help viewer where
+// one is registered, in the browser otherwise.
 #include "Form1.h"
 
-void Form1::wireHelp() {}
-void Form1::Form_KeyUp(qint16&, qint16&) {}
+#include "help/HelpPages.h"
+#include "help/cHtmlHelp.h"
+#include "platform/HelpViewer.h"
+#include "platform/MessageBox.h"
+#include "platform/Shell.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QScopeGuard>
+
+namespace {
+
+constexpr qint16 kKeyF1 = 112;
+
+} // namespace
+
+void Form1::wireHelp()
+{
+    programFolder = QCoreApplication::applicationDirPath();
+}
+
+void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
+{
+    // A second F1 released while the desktop is still being asked would open the help twice.
+    if (KeyCode != kKeyF1 || helpInProgress)
+        return;
+    const HelpPage page = helpPageFor(module.CurrentTab);
+    // The desktop is asked with the event loop running: the window may be closed or
+    // destroyed meanwhile, and then nothing more is shown.
+    const QPointer<Form1> self(this);
+    const bool onScreen = isVisible();
+    const auto closedMeanwhile = [&] { return !self || (onScreen && !self->isVisible()); };
+    helpInProgress = true;
+    const auto done = qScopeGuard([&] {
+        if (self)
+            self->helpInProgress = false;
+    });
+
+    const bool viewerInstalled = m_platform.helpViewer->isInstalled();
+    if (closedMeanwhile())
+        return;
+    if (viewerInstalled) {
+        try {
+            if (!module.ContextHelp)
+                module.ContextHelp = std::make_unique<cHtmlHelp>(m_platform.helpViewer);
+            module.ContextHelp->htmlHelpCaller(this);
+            module.ContextHelp->htmlHelpFileName(programFolder + QLatin1String(kCompiledHelpFile));
+            if (page.topic.isEmpty())
+                module.ContextHelp->htmlHelpHome();
+            else
+                module.ContextHelp->htmlHelpTopic(page.topic);
+        } catch (const HtmlHelpError& error) {
+            // Shown like every other failure of the program: exclamation mark, the program's
+            // title. "Help for Pathlark" stays the title of the missing-browser message alone.
+            m_platform.messageBox->show(this, error.description(), MessageBox::kExclamation,
+                                        QStringLiteral("Pathlark"));
+        }
+        return;
+    }
+
+    if (ShellOpen(this, programFolder + page.file) <= Shell::kHighestFailure && !closedMeanwhile())
+        m_platform.messageBox->show(this,
+                                    QStringLiteral("This help file requires an Internet browser in order to be displayed."),
+                                    MessageBox::kExclamation, QStringLiteral("Help for Pathlark"));
+}
+
+qint32 Form1::ShellOpen(QWidget* owner, const QString& path)
+{
+    const qint64 ownerWindow = owner ? qint64(owner->winId()) : 0;
+    return m_platform.shell->open(ownerWindow, path);
+}

@@ -1,5 +1,122 @@
-// Whois page.
+// Whois page: one query line to a whois server over TCP, the whole answer shown when
+// the server closes, or a time-out message after 30 seconds.
 #include "Form1.h"
 
-void Form1::wireWhois() {}
-void Form1::Command1_Click() {}
+#include "MultiLineTextBox.h"
+#include "platform/BusyPointer.h"
+#include "platform/MessageBox.h"
+#include "platform/TcpControl.h"
+#include "platform/Timer.h"
+#include "whois/WhoisAnswer.h"
+#include "whois/WhoisQuery.h"
+
+#include <QLineEdit>
+#include <QPushButton>
+
+namespace {
+
+constexpr int kTimeOutMs = 30000;
+
+} // namespace
+
+void Form1::wireWhois()
+{
+    connect(Command1, &QPushButton::clicked, this, &Form1::Command1_Click);
+    connect(Winsock1, &TcpControl::connected, this, &Form1::Winsock1_Connect);
+    connect(Winsock1, &TcpControl::dataArrival, this, &Form1::Winsock1_DataArrival);
+    connect(Winsock1, &TcpControl::closed, this, &Form1::Winsock1_Close);
+    connect(Timer1, &Timer::tick, this, &Form1::Timer1_Timer);
+}
+
+void Form1::Command1_Click()
+{
+    if (module.IsConnected != kTrue16) {
+        showNotConnected();
+        return;
+    }
+    HostResponse->setVisible(true);
+    m_platform.busyPointer->setBusy(true);
+    Command1->setEnabled(false);
+    // A domain of 0 or 1 characters has no last two to search: it is sent as typed.
+    cutTrailingSlash(Text1);
+    QueryText = Text1->text();
+    ServerName = Text2->text();
+    const std::optional<qint32> port = whois::portNumber(Text3->text());
+    if (!port) {
+        // Nothing to connect to: back to idle before the modal box, which then says why.
+        Command1->setEnabled(true);
+        m_platform.busyPointer->setBusy(false);
+        m_platform.messageBox->show(this, QStringLiteral("The port number must be a whole number from 0 to 65535."),
+                                    MessageBox::kNoIcon, QStringLiteral("Pathlark"));
+        return;
+    }
+    ServerPort = *port;
+    ResponseText.clear();
+    WI_AnswerCut = false;
+    HostResponse->setText(QString());
+    WI_Connect();
+}
+
+void Form1::WI_Connect()
+{
+    if (Winsock1->State() != 0)
+        Winsock1->Close();
+    Winsock1->setRemoteHost(ServerName);
+    Winsock1->setRemotePort(ServerPort);
+    Timer1->setInterval(kTimeOutMs);
+    Timer1->setEnabled(true);
+    Winsock1->Connect();
+}
+
+void Form1::Winsock1_Connect()
+{
+    WI_SendQuery();
+}
+
+void Form1::WI_SendQuery()
+{
+    Winsock1->SendData(whois::queryLine(QueryText));
+}
+
+void Form1::Winsock1_DataArrival(qint32 /*bytesTotal*/)
+{
+    QByteArray data;
+    Winsock1->GetData(data);
+    ResponseText += data;
+    if (ResponseText.size() > whois::kAnswerCap) {
+        // A runaway answer: stop reading and show what fits, as if the server had closed.
+        ResponseText.truncate(whois::answerCut(ResponseText));
+        WI_AnswerCut = true;
+        Winsock1_Close();
+    }
+}
+
+void Form1::Winsock1_Close()
+{
+    Timer1->setEnabled(false);
+    if (Winsock1->State() != 0)
+        Winsock1->Close();
+    WI_AddCR();
+    QString answer = whois::answerText(ResponseText);
+    if (WI_AnswerCut)
+        answer += QStringLiteral("\r\n\r\n[The answer was longer than 32 MB: only its first 32 MB are shown.]");
+    HostResponse->setText(answer);
+    Command1->setEnabled(true);
+    m_platform.busyPointer->setBusy(false);
+}
+
+void Form1::Timer1_Timer()
+{
+    Timer1->setEnabled(false);
+    if (Winsock1->State() != 0)
+        Winsock1->Close();
+    HostResponse->setText(
+        QStringLiteral("For some reason we did not get a response back from the whois server within 30 secs."));
+    Command1->setEnabled(true);
+    m_platform.busyPointer->setBusy(false);
+}
+
+void Form1::WI_AddCR()
+{
+    ResponseText = whois::WI_AddCR(ResponseText);
+}

@@ -2,25 +2,33 @@
 
 namespace {
 
+// The document pays per block: a 5 MB answer of 120,000 lines loads in half a second as
+// one block per line, in a tenth of that as blocks of 32 lines joined by line separators.
+// toPlainText() gives '\n' for both kinds of break.
+constexpr int kLinesPerBlock = 32;
+
 // CR LF, a bare LF and a bare CR all end a line on screen; runs like CR CR LF end one.
 QString displayForm(const QString& text)
 {
-    QString shown;
-    shown.reserve(text.size());
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text[i];
+    QString shown(text.size(), Qt::Uninitialized);   // never longer than the text
+    QChar* out = shown.data();
+    const QChar* in = text.constData();
+    const QChar* const end = in + text.size();
+    int lines = 0;
+    while (in != end) {
+        const QChar c = *in++;
         if (c == u'\r') {
-            qsizetype j = i;
-            while (j + 1 < text.size() && text[j + 1] == u'\r')
-                ++j;
-            if (j + 1 < text.size() && text[j + 1] == u'\n')
-                ++j;
-            shown += u'\n';
-            i = j;
-        } else {
-            shown += c;
+            while (in != end && *in == u'\r')
+                ++in;
+            if (in != end && *in == u'\n')
+                ++in;
+        } else if (c != u'\n') {
+            *out++ = c;
+            continue;
         }
+        *out++ = ++lines % kLinesPerBlock ? QChar(QChar::LineSeparator) : QChar(u'\n');
     }
+    shown.truncate(out - shown.constData());
     return shown;
 }
 

@@ -1,18 +1,28 @@
 #include "RealPlatform.h"
 
 #include "icmp/AxIcmp.h"
+#include "platform/LinuxIcmpSocket.h"
 #include "platform/LinuxInterfaceList.h"
 #include "platform/QtBusyPointer.h"
+#include "platform/QtEngineClock.h"
 #include "platform/QtMessageBox.h"
 #include "platform/QtTcpControl.h"
 #include "platform/QtTimer.h"
+#include "platform/SystemNameLookup.h"
 #include "platform/SystemResolver.h"
+#include "platform/XdgHelpViewer.h"
+#include "platform/XdgShell.h"
 
 struct RealPlatform::Adapters {
     QtMessageBox messageBox;
     QtBusyPointer busyPointer;
     LinuxInterfaceList interfaceList;
     SystemResolver resolver;
+    LinuxIcmpSocketFactory icmpSockets;
+    QtEngineClock icmpClock;
+    SystemNameLookup icmpNames;
+    XdgShell shell;
+    XdgHelpViewer helpViewer;
 };
 
 RealPlatform::RealPlatform()
@@ -23,7 +33,11 @@ RealPlatform::RealPlatform()
     m_platform.busyPointer = &a.busyPointer;
     m_platform.interfaceList = &a.interfaceList;
     m_platform.resolver = &a.resolver;
-    m_platform.createIcmpControl = [&a](QObject* parent) { return new AxIcmp(a.interfaceList, parent); };
+    m_platform.shell = &a.shell;
+    m_platform.helpViewer = &a.helpViewer;
+    m_platform.createIcmpControl = [&a](QObject* parent) {
+        return new AxIcmp(a.interfaceList, IcmpAdapters{&a.icmpSockets, &a.icmpClock, &a.icmpNames}, parent);
+    };
     m_platform.createTcpControl = [](QObject* parent) { return new QtTcpControl(parent); };
     m_platform.createTimer = [](QObject* parent) { return new QtTimer(parent); };
 }

@@ -1,13 +1,15 @@
 #pragma once
+#include "ProbeRun.h"
 #include "platform/IcmpControl.h"
 
 class InterfaceList;
 
-// The real ICMP control.
+// The real ICMP control: runs ping sequences and traces on the UI thread and raises
+// their events there. One run at a time: a new Ping or Trace ends the one going quietly.
 class AxIcmp final : public IcmpControl {
     Q_OBJECT
 public:
-    AxIcmp(InterfaceList& interfaces, QObject* parent = nullptr);
+    AxIcmp(InterfaceList& interfaces, const IcmpAdapters& adapters, QObject* parent = nullptr);
     ~AxIcmp() override;
 
     QString HostAddress() const override { return m_hostAddress; }
@@ -19,8 +21,28 @@ public:
     void Ping() override;
     void Trace() override;
 
+    // For diagnostics and tests: whether a run is going, the socket kind of the latest
+    // run, and the packets that reached our sockets without answering a probe.
+    bool isRunning() const { return m_run != nullptr; }
+    IcmpSocket::Kind socketKind() const { return m_socketKind; }
+    bool hasOpenSocket() const { return m_run && m_run->hasSocket(); }
+    int ignoredPackets() const;
+
 private:
+    enum class RunKind { Ping, Trace };
+
+    void start(RunKind kind);
+    void launch(RunKind kind, quint32 target);
+    void endRun();
+    void retire(ProbeRun* run);
+    bool deliver(const RunRow& row, const QString& name);
+
     InterfaceList& m_interfaces;
+    IcmpAdapters m_adapters;
     QString m_hostAddress = QStringLiteral("127.0.0.1");
     qint16 m_charsPerPacket = 32;
+    ProbeRun* m_run = nullptr;            // a child; replaced runs are deleted later
+    quint64 m_generation = 0;             // tells a pending start of an earlier run apart
+    IcmpSocket::Kind m_socketKind = IcmpSocket::Kind::Datagram;
+    int m_ignoredEarlier = 0;
 };

@@ -6,7 +6,8 @@
 
 // The ICMP control the window drives for ping and traceroute. Every call and every
 // event happens on the UI thread, one event at a time. Events may arrive during
-// Ping()/Trace() or later; every run ends with exactly one SequenceComplete.
+// Ping()/Trace() or later; every run ends with exactly one SequenceComplete,
+// except one that a new Ping()/Trace() replaces: that one ends quietly, raising nothing more.
 class IcmpControl : public QObject {
     Q_OBJECT
 public:

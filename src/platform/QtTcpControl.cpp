@@ -1,20 +1,45 @@
 #include "QtTcpControl.h"
 
+#include <QHostAddress>
+#include <QNetworkProxy>
+#include <QUrl>
+
+namespace {
+
+// A name that cannot be looked up is refused here, so it never reaches the resolver
+// (RFC 1035: at most 253 characters in labels of 1 to 63, counted in the ASCII form).
+bool canBeHost(const QString& host)
+{
+    if (host.isEmpty())
+        return false;
+    if (QHostAddress address; address.setAddress(host))
+        return true;
+    QByteArray ace = QUrl::toAce(host);
+    if (ace.endsWith('.'))
+        ace.chop(1);
+    if (ace.isEmpty() || ace.size() > 253)
+        return false;
+    for (const QByteArray& label : ace.split('.')) {
+        if (label.isEmpty() || label.size() > 63)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
 QtTcpControl::QtTcpControl(QObject* parent)
     : TcpControl(parent)
 {
 }
 
-qint16 QtTcpControl::State() const
-{
-    return m_socket && m_socket->state() != QAbstractSocket::UnconnectedState ? 1 : 0;
-}
-
 void QtTcpControl::Close()
 {
+    m_state = kClosed;
     if (!m_socket)
         return;
     // A close made here raises no closed(): cut the socket loose before aborting it.
+    // It may be inside one of its own signals, so it is deleted later.
     m_socket->disconnect(this);
     m_socket->abort();
     m_socket->deleteLater();
@@ -24,21 +49,56 @@ void QtTcpControl::Close()
 void QtTcpControl::Connect()
 {
     Close();
+    if (m_port < 0 || m_port > 65535 || !canBeHost(m_host)) {
+        m_state = kFailed;
+        return;
+    }
     m_socket = new QTcpSocket(this);
-    connect(m_socket, &QTcpSocket::connected, this, &TcpControl::connected);
-    connect(m_socket, &QTcpSocket::readyRead, this,
-            [this] { emit dataArrival(qint32(qMin<qint64>(m_socket->bytesAvailable(), INT32_MAX))); });
-    connect(m_socket, &QTcpSocket::disconnected, this, &TcpControl::closed);
+    // Whois is plain TCP to the server typed: no proxy in between.
+    m_socket->setProxy(QNetworkProxy::NoProxy);
+    connect(m_socket, &QTcpSocket::hostFound, this, [this] { m_state = kConnecting; });
+    connect(m_socket, &QTcpSocket::connected, this, [this] {
+        m_state = kConnected;
+        emit connected();
+    });
+    connect(m_socket, &QTcpSocket::readyRead, this, &QtTcpControl::onReadyRead);
+    connect(m_socket, &QTcpSocket::disconnected, this, &QtTcpControl::onDisconnected);
+    connect(m_socket, &QTcpSocket::errorOccurred, this, &QtTcpControl::onErrorOccurred);
+    m_state = QHostAddress(m_host).isNull() ? kResolvingHost : kConnecting;
     m_socket->connectToHost(m_host, quint16(m_port));
 }
 
 void QtTcpControl::SendData(const QByteArray& data)
 {
-    if (m_socket)
+    if (m_socket && m_state == kConnected)
         m_socket->write(data);
 }
 
 void QtTcpControl::GetData(QByteArray& data)
 {
     data = m_socket ? m_socket->readAll() : QByteArray();
+}
+
+void QtTcpControl::onReadyRead()
+{
+    const qint64 waiting = m_socket->bytesAvailable();
+    if (waiting > 0)
+        emit dataArrival(qint32(qMin<qint64>(waiting, INT32_MAX)));
+}
+
+void QtTcpControl::onDisconnected()
+{
+    // Whatever the server sent before closing is offered before the close itself.
+    onReadyRead();
+    if (!m_socket)
+        return;   // the program closed the connection while taking that data
+    m_state = kPeerClosing;
+    emit closed();
+}
+
+void QtTcpControl::onErrorOccurred(QAbstractSocket::SocketError error)
+{
+    // The server's close is not a failure: disconnected() follows it.
+    if (error != QAbstractSocket::RemoteHostClosedError)
+        m_state = kFailed;
 }

@@ -3,6 +3,8 @@
 QtTimer::QtTimer(QObject* parent)
     : Timer(parent)
 {
+    // A coarse timer may be off by 5 %, a second and a half on the whois time-out.
+    m_timer.setTimerType(Qt::PreciseTimer);
     connect(&m_timer, &QTimer::timeout, this, &Timer::tick);
 }
 

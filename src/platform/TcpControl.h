@@ -5,12 +5,20 @@
 
 // The TCP connection the whois page drives: exactly the members it uses.
 // Events arrive on the UI thread. A Close() made by the program raises no closed().
+// The connection has no error event: a failed attempt simply never connects.
 class TcpControl : public QObject {
     Q_OBJECT
 public:
     using QObject::QObject;
 
-    // 0 when closed; any other value means a connection is held or being attempted.
+    // State codes: 0 is closed; every other code must be closed before the object is reused.
+    static constexpr qint16 kClosed = 0;
+    static constexpr qint16 kResolvingHost = 4;
+    static constexpr qint16 kConnecting = 6;
+    static constexpr qint16 kConnected = 7;
+    static constexpr qint16 kPeerClosing = 8;
+    static constexpr qint16 kFailed = 9;
+
     virtual qint16 State() const = 0;
     virtual void Close() = 0;
     virtual void setRemoteHost(const QString& host) = 0;

@@ -55,21 +55,21 @@ private slots:
     void controlMatchesTable()
     {
         QFETCH(int, index);
-        const ControlSpec& spec = controlTable()[index];
+        const ControlSpec& control = controlTable()[index];
         FormHarness h(false);
         Form1& form = *h.form;
         form.show();
         QVERIFY(QTest::qWaitForWindowExposed(&form));
 
-        auto* w = form.findChild<QWidget*>(QString::fromLatin1(spec.name));
-        QVERIFY2(w, spec.name);
-        QVERIFY(w->inherits(className(spec.kind)));
-        if (spec.kind != ControlKind::TabControl)
-            QCOMPARE(textOf(w), QString::fromLatin1(spec.text));
-        QCOMPARE(w->isEnabled(), spec.enabled);
+        auto* w = form.findChild<QWidget*>(QString::fromLatin1(control.name));
+        QVERIFY2(w, control.name);
+        QVERIFY(w->inherits(className(control.kind)));
+        if (control.kind != ControlKind::TabControl)
+            QCOMPARE(textOf(w), QString::fromLatin1(control.text));
+        QCOMPARE(w->isEnabled(), control.enabled);
 
         const QFont font = w->font();
-        switch (spec.font) {
+        switch (control.font) {
         case FontChoice::Arial:
             QCOMPARE(font.family(), QStringLiteral("Arial"));
             QCOMPARE(font.pointSizeF(), 8.25);
@@ -84,14 +84,14 @@ private slots:
         }
 
         // Page controls are placed on the tab control's own area; the others on the window.
-        QRect expected = spec.rect.toPixels();
-        if (spec.page != Page::Window)
+        QRect expected = control.rect.toPixels();
+        if (control.page != Page::Window)
             expected.translate(form.SSTab1->pos());
-        if (spec.kind != ControlKind::TabControl)
+        if (control.kind != ControlKind::TabControl)
             QCOMPARE(w->parentWidget(), &form);
         QCOMPARE(w->pos(), expected.topLeft());
         auto* label = qobject_cast<Label*>(w);
-        QCOMPARE(label && label->isAutoSize(), spec.kind == ControlKind::AutoSizeLabel);
+        QCOMPARE(label && label->isAutoSize(), control.kind == ControlKind::AutoSizeLabel);
         if (label && label->isAutoSize())
             QCOMPARE(w->size(), label->fittedSize(label->caption()));
         else
@@ -100,11 +100,11 @@ private slots:
         // Only the controls of the page in front show.
         for (int page = 0; page < 4; ++page) {
             form.SSTab1->setCurrentIndex(page);
-            const bool shown = spec.page == Page::Window ? spec.visible : int(spec.page) == page;
+            const bool shown = control.page == Page::Window ? control.visible : int(control.page) == page;
             QCOMPARE(w->isVisible(), shown);
         }
 
-        if (spec.kind == ControlKind::ReadOnlyTextBox) {
+        if (control.kind == ControlKind::ReadOnlyTextBox) {
             auto* box = qobject_cast<QLineEdit*>(w);
             QVERIFY(box->isReadOnly());
             QCOMPARE(box->palette().color(QPalette::Base), box->palette().color(QPalette::Button));
@@ -173,6 +173,10 @@ private slots:
         form.Label1->setCaption(QStringLiteral("Host:"));
         QVERIFY(form.Label1->width() < before.width());
         QCOMPARE(form.Label1->pos(), QPoint(6 + 56, 7 + 54));
+
+        // Captions beside their boxes stay clear of them.
+        for (Label* label : {form.Label2, form.Label4, form.Label5, form.Label3, form.Label6})
+            QVERIFY2(label->geometry().right() < label->buddy()->x(), qPrintable(label->objectName()));
 
         const QSize fixed = form.lblCaption->size();
         form.lblCaption->setCaption(QStringLiteral("Pinging a-very-long-host-name.example with 32 bytes of data"));

@@ -1,6 +1,7 @@
 #include "FormHarness.h"
 
-FormHarness::FormHarness(bool load, bool connected)
+FormHarness::FormHarness(bool load, bool connected, Resolver* realResolver_)
+    : realResolver(realResolver_)
 {
     form = std::make_unique<Form1>(platform());
     if (!connected)
@@ -15,7 +16,7 @@ Platform FormHarness::platform()
     p.messageBox = &messageBox;
     p.busyPointer = &busyPointer;
     p.interfaceList = &interfaces;
-    p.resolver = &resolver;
+    p.resolver = realResolver ? realResolver : &resolver;
     p.shell = &shell;
     p.helpViewer = &helpViewer;
     p.createIcmpControl = [this](QObject* parent) { return icmp = new FakeIcmpControl(parent); };

@@ -12,9 +12,10 @@
 
 #include <memory>
 
-// The main window wired to fakes. `connected` decides what start-up finds.
+// The main window wired to fakes. `connected` decides what start-up finds. A test of the
+// real resolver hands it in as `realResolver`; the fake one then stays unused.
 struct FormHarness {
-    explicit FormHarness(bool load = true, bool connected = true);
+    explicit FormHarness(bool load = true, bool connected = true, Resolver* realResolver = nullptr);
 
     FakeMessageBox messageBox;
     FakeBusyPointer busyPointer;
@@ -25,6 +26,7 @@ struct FormHarness {
     FakeIcmpControl* icmp = nullptr;
     FakeTcpControl* tcp = nullptr;
     FakeTimer* timer = nullptr;
+    Resolver* realResolver = nullptr;
     std::unique_ptr<Form1> form;
 
     Platform platform();

@@ -1,0 +1,38 @@
+#include "HostEntText.h"
+
+#include "HostEntDecode.h"
+
+namespace {
+
+const QString kLineEnd = QStringLiteral("\r\n");
+
+QString signedNumber(qint64 n)
+{
+    return n < 0 ? QString::number(n) : u' ' + QString::number(n);
+}
+
+} // namespace
+
+QString retCodeLine(qint32 handle)
+{
+    return QStringLiteral("RetCode:") + signedNumber(handle) + kLineEnd;
+}
+
+QStringList hostEntryPieces(const DecodedHostEntry& entry)
+{
+    // The first byte keeps the blank of its sign place: "IP:  192.0.2.7".
+    QString ip = QStringLiteral("IP: ");
+    for (qsizetype i = 0; i < entry.address.size(); ++i) {
+        const int byte = quint8(entry.address[i]);
+        ip += i == 0 ? signedNumber(byte) : u'.' + QString::number(byte);
+    }
+    QStringList pieces{ip, kLineEnd + QStringLiteral("Host Name: ") + QString::fromUtf8(entry.name)};
+    for (const QByteArray& alias : entry.aliases)
+        pieces << kLineEnd + QStringLiteral("Host Alias: ") + QString::fromUtf8(alias);
+    return pieces;
+}
+
+QString asyncErrorText()
+{
+    return QStringLiteral("An Asyncronous error occured");
+}

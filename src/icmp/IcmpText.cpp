@@ -1,0 +1,113 @@
+#include "IcmpText.h"
+
+#include "IcmpPacket.h"
+#include "LocalAddress.h"
+
+#include <QCoreApplication>
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+
+namespace icmp {
+namespace {
+
+QString tr(const char* text)
+{
+    return QCoreApplication::translate("AxIcmp", text);
+}
+
+QString unreachableName(quint8 code)
+{
+    // RFC 792 codes 0-5, RFC 1122 6-12, RFC 1812 13-15.
+    static const char* const kNames[] = {
+        "Destination net unreachable",
+        "Destination host unreachable",
+        "Destination protocol unreachable",
+        "Destination port unreachable",
+        "Fragmentation needed and DF set",
+        "Source route failed",
+        "Destination network unknown",
+        "Destination host unknown",
+        "Source host isolated",
+        "Destination network administratively prohibited",
+        "Destination host administratively prohibited",
+        "Destination network unreachable for type of service",
+        "Destination host unreachable for type of service",
+        "Communication administratively prohibited",
+        "Host precedence violation",
+        "Precedence cutoff in effect",
+    };
+    if (code < std::size(kNames))
+        return tr(kNames[code]);
+    return tr("Destination unreachable (code %1)").arg(code);
+}
+
+} // namespace
+
+QString tripTimeText(qint64 nanoseconds)
+{
+    const double ms = std::max<qint64>(0, nanoseconds) / 1e6;
+    // Rounded before choosing the precision, so 9.996 ms reads "10.0 ms", not "10.00 ms".
+    if (std::round(ms * 100) < 1000)
+        return QString::number(ms, 'f', 2) + QStringLiteral(" ms");
+    if (std::round(ms * 10) < 1000)
+        return QString::number(ms, 'f', 1) + QStringLiteral(" ms");
+    return QString::number(ms, 'f', 0) + QStringLiteral(" ms");
+}
+
+QString errorName(quint8 type, quint8 code)
+{
+    switch (type) {
+    case kDestinationUnreachable:
+        return unreachableName(code);
+    case kTimeExceeded:
+        return code == 0 ? tr("TTL expired in transit") : tr("Fragment reassembly time exceeded");
+    case kParameterProblem:
+        return tr("Parameter problem");
+    case kSourceQuench:
+        return tr("Source quench");
+    default:
+        return tr("ICMP error type %1 code %2").arg(type).arg(code);
+    }
+}
+
+QString errorFromText(quint8 type, quint8 code, quint32 sender)
+{
+    return tr("%1 (from %2)").arg(errorName(type, code), dottedQuad(sender));
+}
+
+QString faultText(Fault fault, int errorNumber, const QString& host)
+{
+    const QString reason = QString::fromLocal8Bit(std::strerror(errorNumber));
+    switch (fault) {
+    case Fault::NoSocketPermission:
+        return tr("Not allowed to send ICMP (%1). Add your group to the sysctl net.ipv4.ping_group_range "
+                  "(for example sysctl -w net.ipv4.ping_group_range=\"0 2147483647\") or give the program "
+                  "the capability: setcap cap_net_raw+ep pathlark")
+            .arg(reason);
+    case Fault::SocketFailed:
+        return tr("Could not open an ICMP socket: %1").arg(reason);
+    case Fault::HostNotFound:
+        return tr("No IPv4 address found for %1").arg(host);
+    case Fault::TransmitFailed:
+        if (errorNumber == ENETUNREACH)
+            return tr("Transmit failed: no route to the destination network");
+        if (errorNumber == EACCES)
+            return tr("Transmit failed: %1 is a broadcast address").arg(host);
+        return tr("Transmit failed: %1").arg(reason);
+    }
+    return reason;
+}
+
+QString timedOutText()
+{
+    return tr("Request timed out");
+}
+
+QString successText()
+{
+    return tr("Success");
+}
+
+} // namespace icmp

@@ -1,0 +1,50 @@
+#include "SocketsLayer.h"
+
+#include <arpa/inet.h>
+
+#include <atomic>
+#include <cstring>
+
+namespace {
+std::atomic<int> g_startups{0};
+}
+
+namespace sockets_layer {
+
+int startup(quint16 versionRequested, WSADATA& data)
+{
+    if ((versionRequested & 0xFF) < 1)
+        return WSAVERNOTSUPPORTED;
+    data = WSADATA{};
+    data.wVersion = kVersion11;
+    data.wHighVersion = kVersion11;
+    std::strcpy(data.szDescription, "glibc sockets");
+    std::strcpy(data.szSystemStatus, "Running");
+    data.iMaxSockets = 0xFFFF;
+    data.iMaxUdpDg = 0xFFFF;
+    ++g_startups;
+    return 0;
+}
+
+int cleanup()
+{
+    int n = g_startups.load();
+    while (n > 0 && !g_startups.compare_exchange_weak(n, n - 1)) {
+    }
+    return n > 0 ? 0 : WSANOTINITIALISED;
+}
+
+int startups()
+{
+    return g_startups.load();
+}
+
+} // namespace sockets_layer
+
+quint32 inet_addr(const QByteArray& text)
+{
+    // A NUL inside the text would make glibc read a shorter text than the user typed.
+    if (text.contains('\0'))
+        return INADDR_NONE;
+    return ::inet_addr(text.constData());
+}

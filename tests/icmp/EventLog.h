@@ -1,0 +1,22 @@
+#pragma once
+// The ICMP control's events as one line each, for the engine tests and icmp_probe:
+//   E|description   P|ip|name|trip|size|ttl   T|hop|ip|name|trip|description   C
+#include "platform/IcmpControl.h"
+
+#include <functional>
+
+// TraceData for hop `cancelAtHop` answers with Cancel.
+inline void logEvents(IcmpControl& c, std::function<void(const QString&)> log, int cancelAtHop = 0)
+{
+    using S = const QString&;
+    QObject::connect(&c, &IcmpControl::Error, &c, [log](S description, Bool16) { log("E|" + description); });
+    QObject::connect(&c, &IcmpControl::PingData, &c, [log](S ip, S name, S trip, S, qint32, qint16 size, quint8 ttl) {
+        log(QStringLiteral("P|%1|%2|%3|%4|%5").arg(ip, name, trip).arg(size).arg(ttl));
+    });
+    const auto trace = [log, cancelAtHop](S ip, S name, S trip, S description, qint32, S hop, Bool16* cancel) {
+        log(QStringLiteral("T|%1|%2|%3|%4|%5").arg(hop, ip, name, trip, description));
+        *cancel = hop.toInt() == cancelAtHop ? kTrue16 : kFalse16;
+    };
+    QObject::connect(&c, &IcmpControl::TraceData, &c, trace, Qt::DirectConnection);
+    QObject::connect(&c, &IcmpControl::SequenceComplete, &c, [log] { log(QStringLiteral("C")); });
+}
