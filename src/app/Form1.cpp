@@ -8,6 +8,7 @@
 #include "SlashCut.h"
 #include "platform/IcmpControl.h"
 #include "platform/MessageBox.h"
+#include "platform/Resolver.h"
 #include "platform/TcpControl.h"
 #include "platform/Timer.h"
 
@@ -354,6 +355,15 @@ void Form1::showNotConnected()
 void Form1::showInvalidDomain(const QString& host)
 {
     m_platform.messageBox->show(this, host + QStringLiteral(" is an invaild domain name."), MessageBox::kNoIcon, kTitle);
+}
+
+bool Form1::checkHost(QLineEdit* box)
+{
+    cutTrailingSlash(box);
+    if (m_platform.resolver->gethostbyname(box->text().toUtf8()))
+        return true;
+    showInvalidDomain(box->text());
+    return false;
 }
 
 void Form1::cutTrailingSlash(QLineEdit* box)

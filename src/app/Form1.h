@@ -154,6 +154,9 @@ private:
     void showInvalidDomain(const QString& host);
     // Cuts a trailing slash from the box's text, in place.
     static void cutTrailingSlash(QLineEdit* box);
+    // Cuts the box's trailing slash, then asks the resolver (blocking) whether its text names a
+    // host; when it does not, says so in a message box. True when the host resolves.
+    bool checkHost(QLineEdit* box);
 
     Platform m_platform;
     QPushButton* m_defaultButton = nullptr;

@@ -41,12 +41,8 @@ void Form1::DoLookup_Click()
         showNotConnected();
         return;
     }
-    cutTrailingSlash(DNSHost);
-
     // Only chooses between the warning and the caption: the lookup goes ahead either way.
-    if (!m_platform.resolver->gethostbyname(DNSHost->text().toUtf8())) {
-        showInvalidDomain(DNSHost->text());
-    } else {
+    if (checkHost(DNSHost)) {
         axICMP1->setHostAddress(DNSHost->text());
         lblCaptionDNS->setCaption(QStringLiteral("Looking up ") + axICMP1->HostAddress());
     }

@@ -5,7 +5,6 @@
 #include "MultiLineTextBox.h"
 #include "ResultsTable.h"
 #include "platform/IcmpControl.h"
-#include "platform/Resolver.h"
 
 #include <QLineEdit>
 #include <QPushButton>
@@ -34,11 +33,8 @@ void Form1::cmdPing_Click()
         return;
     }
     // Texts under two characters are kept as typed, and still checked.
-    cutTrailingSlash(txtRemote);
-    if (!m_platform.resolver->gethostbyname(txtRemote->text().toUtf8())) {
-        showInvalidDomain(txtRemote->text());
+    if (!checkHost(txtRemote))
         return;
-    }
     axICMP1->setHostAddress(txtRemote->text());
     txtRemoteTrace->setText(txtRemote->text());
     lblCaption->setCaption(QStringLiteral("Pinging ") + axICMP1->HostAddress() + QStringLiteral(" with ")
@@ -64,9 +60,7 @@ void Form1::cmdTraceroute_Click()
     cmdTraceroute->setEnabled(false);
     cmdCancelTrace->setEnabled(true);
     ListView1->setColumnHeader(QStringLiteral("TTL"), QStringLiteral("Return Code"));
-    cutTrailingSlash(txtRemoteTrace);
-    if (!m_platform.resolver->gethostbyname(txtRemoteTrace->text().toUtf8())) {
-        showInvalidDomain(txtRemoteTrace->text());
+    if (!checkHost(txtRemoteTrace)) {
         cmdTraceroute->setEnabled(true);
         cmdPing->setEnabled(true);
         return;

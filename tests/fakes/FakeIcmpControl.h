@@ -10,7 +10,7 @@ public:
     QString HostAddress() const override { return hostAddress; }
     void setHostAddress(const QString& host) override { hostAddress = host; }
     qint16 CharsPerPacket() const override { return 32; }
-    QString LocalIP() const override { ++localIpReads; return localIp; }
+    QString LocalIP() const override { return localIp; }
     QString LocalHostName() const override { return localHostName; }
     void Ping() override { ++pings; }
     void Trace() override { ++traces; }
@@ -27,7 +27,6 @@ public:
     QString hostAddress = QStringLiteral("127.0.0.1");
     QString localIp = QStringLiteral("198.18.0.5");
     QString localHostName = QStringLiteral("alpha");
-    mutable int localIpReads = 0;
     int pings = 0;
     int traces = 0;
 };
