@@ -7,7 +7,29 @@
 #include "platform/InterfaceList.h"
 #include "platform/NameLookup.h"
 
+#include <QCoreApplication>
+#include <QFileInfo>
+
 #include <arpa/inet.h>
+
+namespace {
+
+// A literal address in its strict form ("198.18.0.1", "2001:db8::1"); nothing for names.
+std::optional<QHostAddress> literalAddress(const QString& host)
+{
+    const QByteArray text = host.toUtf8();
+    if (text.contains('\0'))
+        return std::nullopt;
+    in6_addr v6{};
+    if (::inet_pton(AF_INET6, text.constData(), &v6) == 1)
+        return QHostAddress(v6.s6_addr);
+    in_addr v4{};
+    if (::inet_pton(AF_INET, text.constData(), &v4) == 1)
+        return QHostAddress(ntohl(v4.s_addr));
+    return std::nullopt;
+}
+
+} // namespace
 
 AxIcmp::AxIcmp(InterfaceList& interfaces, const IcmpAdapters& adapters, QObject* parent)
     : IcmpControl(parent)
@@ -25,7 +47,7 @@ AxIcmp::~AxIcmp()
 
 QString AxIcmp::LocalIP() const
 {
-    return chooseLocalIp(m_interfaces.interfaces(), m_interfaces.defaultRouteInterface());
+    return chooseLocalIp(m_interfaces.interfaces(), m_interfaces);
 }
 
 QString AxIcmp::LocalHostName() const
@@ -52,18 +74,15 @@ void AxIcmp::start(RunKind kind)
 {
     endRun();
     const quint64 generation = ++m_generation;
-    const QByteArray host = m_hostAddress.toUtf8();
-    in_addr literal{};
-    if (::inet_pton(AF_INET, host.constData(), &literal) == 1) {
+    if (const std::optional<QHostAddress> literal = literalAddress(m_hostAddress)) {
         // Started from the event loop, so the caller's own steps come first.
-        const quint32 target = ntohl(literal.s_addr);
-        QMetaObject::invokeMethod(this, [this, kind, target, generation] {
+        QMetaObject::invokeMethod(this, [this, kind, target = *literal, generation] {
             if (generation == m_generation)
                 launch(kind, target);
         }, Qt::QueuedConnection);
         return;
     }
-    m_adapters.names->addressOf(m_hostAddress, this, [this, kind, generation](std::optional<quint32> target) {
+    m_adapters.names->addressOf(m_hostAddress, this, [this, kind, generation](std::optional<QHostAddress> target) {
         if (generation != m_generation)
             return;
         if (target) {
@@ -76,10 +95,10 @@ void AxIcmp::start(RunKind kind)
     });
 }
 
-void AxIcmp::launch(RunKind kind, quint32 target)
+void AxIcmp::launch(RunKind kind, const QHostAddress& target)
 {
-    const ProbeRun::Deliver deliver = [this](const RunRow& row, const QString& name) {
-        return this->deliver(row, name);
+    const ProbeRun::Deliver deliver = [this](const RunReport& report, const QString& name) {
+        return this->deliver(report, name);
     };
     if (kind == RunKind::Ping)
         m_run = new PingRun(m_adapters, target, m_charsPerPacket, deliver, this);
@@ -106,27 +125,61 @@ void AxIcmp::retire(ProbeRun* run)
     run->deleteLater();
 }
 
-bool AxIcmp::deliver(const RunRow& row, const QString& name)
+QString AxIcmp::faultText(const RunReport& report) const
 {
-    const QString ip = row.hasResponder ? dottedQuad(row.responder) : QStringLiteral("*");
-    switch (row.kind) {
-    case RunRow::Kind::Error:
-        emit Error(row.text, kFalse16);
-        return false;
-    case RunRow::Kind::Echo:
-        emit PingData(ip, name, row.tripTime, icmp::successText(), 0, qint16(std::min(row.dataSize, 32767)),
-                      quint8(row.ttl));
-        return false;
-    case RunRow::Kind::Hop: {
-        Bool16 cancel = kFalse16;
-        emit TraceData(ip, name, row.tripTime, row.text, row.returnCode, QString::number(row.hop), &cancel);
-        return cancel == kTrue16;
+    switch (report.fault) {
+    case icmp::Fault::NoSocketPermission:
+        // The file a setcap must name: the program itself, not a launcher link to it.
+        return icmp::faultText(report.fault, report.errorNumber,
+                               QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath());
+    case icmp::Fault::SocketSetupFailed:
+        return icmp::faultText(report.fault, report.errorNumber, QString::fromLatin1(report.option));
+    default:
+        return icmp::faultText(report.fault, report.errorNumber, m_hostAddress);
     }
-    case RunRow::Kind::Complete:
+}
+
+bool AxIcmp::deliver(const RunReport& report, const QString& name)
+{
+    using Kind = RunReport::Kind;
+    const bool trace = report.hop > 0;
+    const bool echo = report.answer == icmp::Kind::EchoReply;
+    switch (report.kind) {
+    case Kind::Fault:
+        emit Error(faultText(report), kFalse16);
+        return false;
+    case Kind::Complete:
         if (m_run)
             retire(m_run);
         emit SequenceComplete();
         return false;
+    case Kind::Silent:
+        if (!trace) {
+            emit Error(icmp::timedOutText(), kFalse16);
+            return false;
+        }
+        break;
+    case Kind::Answer:
+        if (!trace && echo) {
+            emit PingData(icmp::addressText(report.responder), name, icmp::tripTimeText(report.tripNs),
+                          icmp::successText(), 0, qint16(std::min(report.dataSize, 32767)), quint8(report.ttl));
+            return false;
+        }
+        if (!trace) {
+            emit Error(icmp::errorFromText(report.family, report.type, report.code, report.responder), kFalse16);
+            return false;
+        }
+        break;
     }
-    return false;
+    // A hop of a trace.
+    const bool answered = report.kind == Kind::Answer;
+    const QString description = !answered ? icmp::timedOutText()
+        : echo                            ? icmp::successText()
+                                          : icmp::errorName(report.family, report.type, report.code);
+    const qint32 returnCode = !answered ? -1 : echo ? 0 : (report.type << 8 | report.code);
+    Bool16 cancel = kFalse16;
+    emit TraceData(answered ? icmp::addressText(report.responder) : QStringLiteral("*"), name,
+                   answered ? icmp::tripTimeText(report.tripNs) : QStringLiteral("*"), description, returnCode,
+                   QString::number(report.hop), &cancel);
+    return cancel == kTrue16;
 }

@@ -4,8 +4,9 @@
 
 class InterfaceList;
 
-// The real ICMP control: runs ping sequences and traces on the UI thread and raises
-// their events there. One run at a time: a new Ping or Trace ends the one going quietly.
+// The real ICMP control: runs ping sequences and traces on the UI thread and raises their
+// events there, turning the engine's numbers into the texts of its rows. One run at a time:
+// a new Ping or Trace ends the one going quietly.
 class AxIcmp final : public IcmpControl {
     Q_OBJECT
 public:
@@ -32,10 +33,11 @@ private:
     enum class RunKind { Ping, Trace };
 
     void start(RunKind kind);
-    void launch(RunKind kind, quint32 target);
+    void launch(RunKind kind, const QHostAddress& target);
     void endRun();
     void retire(ProbeRun* run);
-    bool deliver(const RunRow& row, const QString& name);
+    bool deliver(const RunReport& report, const QString& name);
+    QString faultText(const RunReport& report) const;
 
     InterfaceList& m_interfaces;
     IcmpAdapters m_adapters;

@@ -6,7 +6,9 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr int kIpProtocolIcmp = 1;
+constexpr int kIpProtocolIcmpv6 = 58;
 constexpr size_t kMinIpHeader = 20;
+constexpr size_t kIpv6Header = 40;
 
 quint16 read16(Bytes b, size_t at)
 {
@@ -16,6 +18,11 @@ quint16 read16(Bytes b, size_t at)
 quint32 read32(Bytes b, size_t at)
 {
     return (quint32(b[at]) << 24) | (quint32(b[at + 1]) << 16) | (quint32(b[at + 2]) << 8) | b[at + 3];
+}
+
+QHostAddress ipv6At(Bytes b, size_t at)
+{
+    return QHostAddress(b.subspan(at, 16).data());
 }
 
 struct IpHeader {
@@ -48,50 +55,82 @@ Verdict readIpHeader(Bytes b, IpHeader& ip)
     return Verdict::Answer;
 }
 
-bool isError(quint8 type)
-{
-    return type == kDestinationUnreachable || type == kSourceQuench || type == kTimeExceeded
-        || type == kParameterProblem;
-}
-
 // The ICMP header of a probe as an error quotes it: 8 bytes are all RFC 792 promises.
-Verdict readQuotedProbe(Bytes quoted, Answer& a)
+Verdict readQuotedProbe(Bytes quoted, quint8 echoRequest, Answer& a)
 {
     if (quoted.size() < size_t(kHeaderSize))
         return Verdict::Truncated;
-    if (quoted[0] != kEchoRequest)
+    if (quoted[0] != echoRequest)
         return Verdict::NotOurProbe;
     a.identifier = read16(quoted, 4);
     a.sequence = read16(quoted, 6);
     return Verdict::Answer;
 }
 
-Decoded decodeIcmp(Bytes m)
+// The kind of an error type, or false when the type is no error about a probe.
+bool errorKind(Family family, quint8 type, quint8 code, Kind& kind)
+{
+    if (family == Family::V4) {
+        switch (type) {
+        case kDestinationUnreachable: kind = Kind::Unreachable; return true;
+        case kTimeExceeded: kind = code == 0 ? Kind::TimeExceeded : Kind::OtherError; return true;
+        case kSourceQuench:
+        case kParameterProblem: kind = Kind::OtherError; return true;
+        default: return false;
+        }
+    }
+    switch (type) {
+    case kV6DestinationUnreachable: kind = Kind::Unreachable; return true;
+    case kV6TimeExceeded: kind = code == 0 ? Kind::TimeExceeded : Kind::OtherError; return true;
+    case kV6PacketTooBig:
+    case kV6ParameterProblem: kind = Kind::OtherError; return true;
+    default: return false;
+    }
+}
+
+// An ICMP or ICMPv6 message: an echo reply, or an error quoting the IP header of the probe
+// and the start of its echo request.
+Decoded decodeMessage(Family family, Bytes m)
 {
     Decoded d;
     if (m.size() < size_t(kHeaderSize))
         return d;
-    if (internetChecksum(m) != 0) {
+    if (family == Family::V4 && internetChecksum(m) != 0) {
         d.verdict = Verdict::BadChecksum;
         return d;
     }
     Answer& a = d.answer;
     a.type = m[0];
     a.code = m[1];
-    if (a.type == kEchoReply) {
+    if (a.type == (family == Family::V4 ? kEchoReply : kV6EchoReply)) {
+        a.kind = Kind::EchoReply;
         a.identifier = read16(m, 4);
         a.sequence = read16(m, 6);
         a.dataSize = int(m.size()) - kHeaderSize;
         d.verdict = Verdict::Answer;
         return d;
     }
-    if (!isError(a.type)) {
+    if (!errorKind(family, a.type, a.code, a.kind)) {
         d.verdict = Verdict::NotAnAnswer;
         return d;
     }
-    a.isError = true;
-    // The error quotes the probe's IP header and the start of its ICMP message.
     const Bytes quoted = m.subspan(kHeaderSize);
+    if (family == Family::V6) {
+        if (quoted.size() < kIpv6Header)
+            return d;
+        // Extension headers are never put on our probes, so anything else is not ours.
+        if ((quoted[0] >> 4) != 6) {
+            d.verdict = Verdict::BadIpHeader;
+            return d;
+        }
+        if (quoted[6] != kIpProtocolIcmpv6) {
+            d.verdict = Verdict::NotOurProbe;
+            return d;
+        }
+        a.probeDestination = ipv6At(quoted, 24);
+        d.verdict = readQuotedProbe(quoted.subspan(kIpv6Header), kV6EchoRequest, a);
+        return d;
+    }
     IpHeader inner;
     d.verdict = readIpHeader(quoted, inner);
     if (d.verdict != Verdict::Answer)
@@ -100,8 +139,8 @@ Decoded decodeIcmp(Bytes m)
         d.verdict = Verdict::NotOurProbe;
         return d;
     }
-    a.probeDestination = inner.destination;
-    d.verdict = readQuotedProbe(quoted.subspan(inner.headerLength), a);
+    a.probeDestination = QHostAddress(inner.destination);
+    d.verdict = readQuotedProbe(quoted.subspan(inner.headerLength), kEchoRequest, a);
     return d;
 }
 
@@ -121,20 +160,22 @@ quint16 internetChecksum(Bytes bytes)
     return quint16(~sum);
 }
 
-QByteArray encodeEchoRequest(quint16 identifier, quint16 sequence, int dataSize)
+QByteArray encodeEchoRequest(Family family, quint16 identifier, quint16 sequence, int dataSize)
 {
     QByteArray m(kHeaderSize + std::max(0, dataSize), '\0');
     auto* p = reinterpret_cast<std::uint8_t*>(m.data());
-    p[0] = kEchoRequest;
+    p[0] = family == Family::V4 ? kEchoRequest : kV6EchoRequest;
     p[4] = std::uint8_t(identifier >> 8);
     p[5] = std::uint8_t(identifier);
     p[6] = std::uint8_t(sequence >> 8);
     p[7] = std::uint8_t(sequence);
     for (int i = kHeaderSize; i < m.size(); ++i)
         p[i] = std::uint8_t(0x40 + (i - kHeaderSize) % 0x3f);
-    const quint16 sum = internetChecksum(bytesOf(m));
-    p[2] = std::uint8_t(sum >> 8);
-    p[3] = std::uint8_t(sum);
+    if (family == Family::V4) {
+        const quint16 sum = internetChecksum(bytesOf(m));
+        p[2] = std::uint8_t(sum >> 8);
+        p[3] = std::uint8_t(sum);
+    }
     return m;
 }
 
@@ -163,28 +204,32 @@ Decoded decodeIpPacket(Bytes packet)
         return d;
     }
     // Bytes past the total length are link padding, not part of the message.
-    d = decodeIcmp(packet.subspan(ip.headerLength, ip.totalLength - ip.headerLength));
-    d.answer.source = ip.source;
+    d = decodeMessage(Family::V4, packet.subspan(ip.headerLength, ip.totalLength - ip.headerLength));
+    d.answer.source = QHostAddress(ip.source);
     d.answer.ttl = ip.ttl;
     return d;
 }
 
 Decoded decodeIcmpMessage(Bytes message)
 {
-    return decodeIcmp(message);
+    return decodeMessage(Family::V4, message);
 }
 
-Decoded decodeQueuedError(Bytes probe, quint8 type, quint8 code)
+Decoded decodeIcmpv6Message(Bytes message)
+{
+    return decodeMessage(Family::V6, message);
+}
+
+Decoded decodeQueuedError(Family family, Bytes probe, quint8 type, quint8 code)
 {
     Decoded d;
-    d.answer.isError = true;
     d.answer.type = type;
     d.answer.code = code;
-    if (!isError(type)) {
+    if (!errorKind(family, type, code, d.answer.kind)) {
         d.verdict = Verdict::NotAnAnswer;
         return d;
     }
-    d.verdict = readQuotedProbe(probe, d.answer);
+    d.verdict = readQuotedProbe(probe, family == Family::V4 ? kEchoRequest : kV6EchoRequest, d.answer);
     return d;
 }
 

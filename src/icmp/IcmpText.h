@@ -1,6 +1,8 @@
 #pragma once
+#include "IcmpPacket.h"
+
+#include <QHostAddress>
 #include <QString>
-#include <QtGlobal>
 
 // Every text the ICMP control shows the user comes from here.
 namespace icmp {
@@ -9,17 +11,22 @@ namespace icmp {
 enum class Fault {
     NoSocketPermission,     // neither a datagram nor a raw ICMP socket is allowed
     SocketFailed,           // the kernel refused a socket for another reason
-    HostNotFound,           // the target has no IPv4 address
+    SocketSetupFailed,      // the socket refused an option it cannot work without
+    HostNotFound,           // the target has no address
     TransmitFailed,         // sending a probe failed
 };
 
 // "0.04 ms", "1.23 ms", "12.3 ms", "148 ms": about three significant digits.
 QString tripTimeText(qint64 nanoseconds);
-// The name of an ICMP error, e.g. "Destination host unreachable".
-QString errorName(quint8 type, quint8 code);
+// "198.18.3.1", "2001:db8::1".
+QString addressText(const QHostAddress& address);
+// The name of an ICMP or ICMPv6 error, e.g. "Destination host unreachable".
+QString errorName(Family family, quint8 type, quint8 code);
 // An ICMP error as a ping shows it: its name and its sender.
-QString errorFromText(quint8 type, quint8 code, quint32 sender);
-QString faultText(Fault fault, int errorNumber, const QString& host = {});
+QString errorFromText(Family family, quint8 type, quint8 code, const QHostAddress& sender);
+// `detail`: the host for HostNotFound and TransmitFailed, the option for SocketSetupFailed,
+// the program's own file for NoSocketPermission.
+QString faultText(Fault fault, int errorNumber, const QString& detail = {});
 QString timedOutText();
 QString successText();
 

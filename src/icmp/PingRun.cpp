@@ -1,8 +1,5 @@
 #include "PingRun.h"
 
-#include "IcmpText.h"
-#include "LocalAddress.h"
-
 namespace {
 
 // The system's default TTL.
@@ -13,7 +10,7 @@ constexpr int kDefaultTtl = -1;
 void PingRun::begin()
 {
     m_startNs = now();
-    // Replies come from the target as a rule: its name is looked up while the first echo travels.
+    // Replies come from the target: its name is looked up while the first echo travels.
     lookUpName(target());
     sendNext();
 }
@@ -23,11 +20,10 @@ void PingRun::sendNext()
     const int index = m_sent++;
     Echo& echo = m_echoes[size_t(index)];
     echo.sentNs = now();
-    if (const int error = sendProbe(kDefaultTtl, index); error != 0) {
+    if (const int error = sendProbe(kDefaultTtl, index, index + 1); error != 0) {
+        // Reported, and the next echo is tried in its turn, as the network may come back.
         echo.state = Echo::State::Done;
-        RunRow row;
-        row.text = icmp::faultText(icmp::Fault::TransmitFailed, error, dottedQuad(target()));
-        pushRow(row);
+        reportSendFailure(error);
         finishWhenDone();
         return;
     }
@@ -42,29 +38,17 @@ void PingRun::onReply(const Reply& reply)
         return;
     }
     echo.state = Echo::State::Done;
-    RunRow row;
-    if (reply.answer.isError) {
-        row.text = icmp::errorFromText(reply.answer.type, reply.answer.code, reply.responder);
-    } else {
-        row.kind = RunRow::Kind::Echo;
-        row.hasResponder = true;
-        row.responder = reply.responder;
-        row.tripTime = icmp::tripTimeText(reply.tripNs);
-        row.dataSize = reply.answer.dataSize;
-        row.ttl = std::max(reply.ttl, 0);
-    }
-    pushRow(row);
+    report(answerReport(reply, 0));
     finishWhenDone();
 }
 
 void PingRun::onTime(qint64 nowNs)
 {
-    for (Echo& echo : m_echoes) {
-        if (echo.state == Echo::State::Waiting && nowNs >= echo.sentNs + kTimeoutNs) {
+    for (size_t i = 0; i < m_echoes.size(); ++i) {
+        Echo& echo = m_echoes[i];
+        if (echo.state == Echo::State::Waiting && nowNs >= echo.sentNs + kProbeWaitNs) {
             echo.state = Echo::State::Done;
-            RunRow row;
-            row.text = icmp::timedOutText();
-            pushRow(row);
+            report(silentReport(0, int(i) + 1));
         }
     }
     while (probing() && m_sent < kEchoes && nowNs >= m_startNs + m_sent * kIntervalNs)
@@ -77,7 +61,7 @@ qint64 PingRun::nextDeadline() const
     qint64 next = m_sent < kEchoes ? m_startNs + m_sent * kIntervalNs : kNever;
     for (const Echo& echo : m_echoes) {
         if (echo.state == Echo::State::Waiting)
-            next = std::min(next, echo.sentNs + kTimeoutNs);
+            next = std::min(next, echo.sentNs + kProbeWaitNs);
     }
     return next;
 }

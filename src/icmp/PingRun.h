@@ -1,13 +1,12 @@
 #pragma once
 #include "ProbeRun.h"
 
-// Four echo requests, one a second, each awaited up to two seconds; a row per result.
+// Four echo requests, one a second, each awaited up to two seconds; a report per result.
 class PingRun final : public ProbeRun {
     Q_OBJECT
 public:
     static constexpr int kEchoes = 4;
     static constexpr qint64 kIntervalNs = 1000 * kMillisecond;
-    static constexpr qint64 kTimeoutNs = 2000 * kMillisecond;
 
     using ProbeRun::ProbeRun;
 

@@ -1,10 +1,11 @@
 #pragma once
 #include "IcmpPacket.h"
+#include "IcmpText.h"
 #include "platform/IcmpSocket.h"
 
 #include <QHash>
+#include <QHostAddress>
 #include <QObject>
-#include <QString>
 
 #include <array>
 #include <deque>
@@ -23,39 +24,54 @@ struct IcmpAdapters {
     NameLookup* names = nullptr;
 };
 
-// One result of a run, in the order the control raises it.
-struct RunRow {
-    enum class Kind { Error, Echo, Hop, Complete };
-    Kind kind = Kind::Error;
-    QString text;               // Error: the description; Hop: the return code's description
-    bool hasResponder = false;  // the row names a responder and waits for its name
-    quint32 responder = 0;
-    QString tripTime;
-    qint32 returnCode = 0;
-    int dataSize = 0;
-    int ttl = 0;
-    int hop = 0;
+// One result of a run, as numbers: the control alone turns it into the texts of its events.
+struct RunReport {
+    enum class Kind {
+        Answer,     // an echo reply or an ICMP error about one of our probes
+        Silent,     // no answer in time: a lost echo, a silent hop
+        Fault,      // the run itself failed (socket, send)
+        Complete,   // the end of the run
+    };
+    Kind kind = Kind::Fault;
+    int hop = 0;                 // trace: the hop, from 1; 0 in a ping
+    int probe = 0;               // which echo of a ping (from 1), which probe of a hop (1 to 3)
+    QHostAddress responder;      // Answer: who sent it
+    qint64 tripNs = 0;
+    icmp::Family family = icmp::Family::V4;
+    icmp::Kind answer = icmp::Kind::EchoReply;
+    quint8 type = 0;             // Answer: the ICMP type and code, in the family's numbering
+    quint8 code = 0;
+    int dataSize = 0;            // echo reply: data bytes
+    int ttl = 0;                 // echo reply: the IP TTL / hop limit it arrived with
+    icmp::Fault fault = icmp::Fault::SocketFailed;
+    int errorNumber = 0;
+    const char* option = nullptr;   // SocketSetupFailed: the option refused
 };
 
 // Packets that reached the socket but answer none of our probes. They are only counted.
-enum class Ignored { NotOurs, Truncated, Malformed, BadChecksum, Late, Count };
+enum class Ignored { NotOurs, Truncated, Malformed, BadChecksum, Late, NotAHop, Count };
 
-// One ping sequence or trace: its socket, its probes and its rows. Rows leave in order,
-// each waiting at most about a second for its responder's name; a run ends with a
-// Complete row, or quietly with stop().
+// One ping sequence or trace: its socket, its probes and its reports. Reports leave in
+// order, each answer waiting at most about a second for its responder's name; a run ends
+// with a Complete report, or quietly with stop().
 class ProbeRun : public QObject {
     Q_OBJECT
 public:
-    // Hands one row to the control; true asks the run to end (a trace's Cancel).
-    using Deliver = std::function<bool(const RunRow& row, const QString& responderName)>;
+    // Hands one report to the control; true asks the run to end (a trace's Cancel).
+    using Deliver = std::function<bool(const RunReport& report, const QString& responderName)>;
+
+    // Each probe is awaited at most this long; a later answer counts as none.
+    static constexpr qint64 kMillisecond = 1000000;
+    static constexpr qint64 kProbeWaitNs = 2000 * kMillisecond;
 
     // Probes carry `dataSize` bytes of echo data.
-    ProbeRun(const IcmpAdapters& adapters, quint32 target, int dataSize, Deliver deliver, QObject* parent);
+    ProbeRun(const IcmpAdapters& adapters, const QHostAddress& target, int dataSize, Deliver deliver,
+             QObject* parent);
     ~ProbeRun() override;
 
     // Opens the socket and sends the first probes.
     void start();
-    // Ends the run without another row and frees its socket.
+    // Ends the run without another report and frees its socket.
     void stop();
 
     bool hasSocket() const { return m_socket != nullptr; }
@@ -65,12 +81,13 @@ public:
 
 protected:
     static constexpr qint64 kNever = std::numeric_limits<qint64>::max();
-    static constexpr qint64 kMillisecond = 1000000;
 
+    // An answer tied to one of our probes.
     struct Reply {
         int owner = 0;               // what the probe was sent for: an echo's index, a hop
+        int probe = 0;               // the probe's number for its owner, from 1
         icmp::Answer answer;
-        quint32 responder = 0;
+        QHostAddress responder;
         qint64 tripNs = 0;
         int ttl = -1;
     };
@@ -81,21 +98,27 @@ protected:
     // The next moment onTime() has something to do, or kNever.
     virtual qint64 nextDeadline() const = 0;
 
-    // Sends a probe with that IP TTL (-1: the system's) on behalf of `owner`; 0 or the errno.
-    int sendProbe(int ttl, int owner);
-    void pushRow(RunRow row);
+    // Sends a probe with that TTL (-1: the system's) on behalf of `owner`; 0 or the errno.
+    int sendProbe(int ttl, int owner, int probe);
+    // Queues a report; an answer waits for its responder's name, whose lookup starts now.
+    void report(RunReport report);
+    RunReport answerReport(const Reply& reply, int hop) const;
+    RunReport silentReport(int hop, int probe) const;
+    // Reports a send the kernel refused.
+    void reportSendFailure(int errorNumber);
     // Starts the name lookup of an address now, so that it runs while other probes wait.
-    void lookUpName(quint32 address);
-    // Queues the Complete row and frees the socket; the queued rows still go out.
+    void lookUpName(const QHostAddress& address);
+    // Queues the Complete report and frees the socket; the queued reports still go out.
     void finish();
     void countIgnored(Ignored reason) { ++m_ignored[size_t(reason)]; }
     qint64 now() const;
-    quint32 target() const { return m_target; }
+    const QHostAddress& target() const { return m_target; }
     bool probing() const { return m_socket != nullptr && !m_stopped; }
 
 private:
     struct Probe {
         int owner;
+        int number;
         qint64 sentRealNs;
         qint64 sentMonoNs;
     };
@@ -110,9 +133,11 @@ private:
     void onAlarm();
     void flush();
     void reschedule();
+    void openFailed(const IcmpSocketOpen& opened);
 
     IcmpAdapters m_adapters;
-    quint32 m_target;
+    QHostAddress m_target;
+    icmp::Family m_family;
     int m_dataSize;
     Deliver m_deliver;
     std::unique_ptr<IcmpSocket> m_socket;
@@ -121,8 +146,8 @@ private:
     quint16 m_identifier;
     quint16 m_nextSequence;
     QHash<quint16, Probe> m_probes;
-    QHash<quint32, Name> m_names;
-    std::deque<RunRow> m_rows;
+    QHash<QHostAddress, Name> m_names;
+    std::deque<RunReport> m_reports;
     std::array<int, size_t(Ignored::Count)> m_ignored{};
     bool m_stopped = false;
     bool m_delivering = false;

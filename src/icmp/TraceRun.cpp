@@ -1,8 +1,5 @@
 #include "TraceRun.h"
 
-#include "IcmpText.h"
-#include "LocalAddress.h"
-
 void TraceRun::begin()
 {
     for (int hop = 1; hop <= kMaxHops && probing(); ++hop) {
@@ -14,12 +11,11 @@ void TraceRun::begin()
 bool TraceRun::probe(int hop)
 {
     Hop& h = m_hops[size_t(hop)];
+    if (h.probesSent == 0)
+        h.firstSentNs = now();
     ++h.probesSent;
-    h.lastSentNs = now();
-    if (const int error = sendProbe(hop, hop); error != 0) {
-        RunRow row;
-        row.text = icmp::faultText(icmp::Fault::TransmitFailed, error, dottedQuad(target()));
-        pushRow(row);
+    if (const int error = sendProbe(hop, hop, h.probesSent); error != 0) {
+        reportSendFailure(error);
         finish();
         return false;
     }
@@ -30,89 +26,82 @@ void TraceRun::onReply(const Reply& reply)
 {
     const int hop = reply.owner;
     Hop& h = m_hops[size_t(hop)];
-    // Hops past the end, hops already listed, and answers after the hop's first.
-    if (hop > m_lastHop || hop < m_nextRow || h.answered) {
+    // Hops past the end, hops already reported, and answers after the hop's first.
+    if (hop > m_lastHop || hop < m_nextReport || h.reply) {
         countIgnored(Ignored::Late);
         return;
     }
-    h.answered = true;
-    h.silent = false;   // a late answer still counts while the hop is not listed
-    h.reply = reply;
-    lookUpName(reply.responder);
-    const icmp::Answer& a = reply.answer;
-    // The trace ends at the target, or at a router that refuses to go on.
-    if (!a.isError || a.type != icmp::kTimeExceeded)
+    // A router on the way says time exceeded; the target answers the echo; an unreachable
+    // answer ends the trace there. Anything else says nothing about the hop.
+    switch (reply.answer.kind) {
+    case icmp::Kind::TimeExceeded:
+        break;
+    case icmp::Kind::EchoReply:
+    case icmp::Kind::Unreachable:
         m_lastHop = std::min(m_lastHop, hop);
-    listReadyHops();
+        break;
+    case icmp::Kind::OtherError:
+        countIgnored(Ignored::NotAHop);
+        return;
+    }
+    h.reply = reply;
+    h.silent = false;   // an answer within its probe's wait still counts while the hop is not reported
+    lookUpName(reply.responder);
+    reportReadyHops();
 }
 
-qint64 TraceRun::giveUpAt(int hop) const
+bool TraceRun::pending(int hop) const
 {
     const Hop& h = m_hops[size_t(hop)];
-    qint64 at = h.lastSentNs + kProbeTimeoutNs;
+    return !h.reply && !h.silent;
+}
+
+qint64 TraceRun::waitOf(int hop) const
+{
     for (int farther = hop + 1; farther <= m_lastHop; ++farther) {
-        const Hop& f = m_hops[size_t(farther)];
-        if (f.answered) {
-            at = std::min(at, h.lastSentNs + std::max(kNearFactor * f.reply.tripNs, kNearFloorNs));
-            break;
-        }
+        if (const auto& reply = m_hops[size_t(farther)].reply)
+            return std::min(kProbeWaitNs, std::max(kNearFactor * reply->tripNs, kNearFloorNs));
     }
-    return at;
+    return kProbeWaitNs;
+}
+
+qint64 TraceRun::nextProbeAt(int hop) const
+{
+    const Hop& h = m_hops[size_t(hop)];
+    return h.probesSent < kProbesPerHop ? h.firstSentNs + h.probesSent * waitOf(hop) / kProbesPerHop : kNever;
 }
 
 void TraceRun::onTime(qint64 nowNs)
 {
-    for (int hop = m_nextRow; hop <= m_lastHop && probing(); ++hop) {
-        Hop& h = m_hops[size_t(hop)];
-        if (h.answered || h.silent || nowNs < giveUpAt(hop))
+    for (int hop = m_nextReport; hop <= m_lastHop && probing(); ++hop) {
+        if (!pending(hop))
             continue;
-        if (h.probesSent < kProbesPerHop) {
-            if (!probe(hop))
-                return;
-        } else {
+        Hop& h = m_hops[size_t(hop)];
+        if (nowNs >= h.firstSentNs + waitOf(hop))
             h.silent = true;
-        }
+        else if (nowNs >= nextProbeAt(hop) && !probe(hop))
+            return;
     }
-    listReadyHops();
+    reportReadyHops();
 }
 
 qint64 TraceRun::nextDeadline() const
 {
     qint64 next = kNever;
-    for (int hop = m_nextRow; hop <= m_lastHop; ++hop) {
-        const Hop& h = m_hops[size_t(hop)];
-        if (!h.answered && !h.silent)
-            next = std::min(next, giveUpAt(hop));
+    for (int hop = m_nextReport; hop <= m_lastHop; ++hop) {
+        if (pending(hop))
+            next = std::min({next, nextProbeAt(hop), m_hops[size_t(hop)].firstSentNs + waitOf(hop)});
     }
     return next;
 }
 
-void TraceRun::listReadyHops()
+void TraceRun::reportReadyHops()
 {
-    while (probing() && m_nextRow <= m_lastHop) {
-        const int hop = m_nextRow;
+    while (probing() && m_nextReport <= m_lastHop && !pending(m_nextReport)) {
+        const int hop = m_nextReport++;
         const Hop& h = m_hops[size_t(hop)];
-        if (!h.answered && !h.silent)
-            return;
-        RunRow row;
-        row.kind = RunRow::Kind::Hop;
-        row.hop = hop;
-        if (h.answered) {
-            const icmp::Answer& a = h.reply.answer;
-            row.hasResponder = true;
-            row.responder = h.reply.responder;
-            row.tripTime = icmp::tripTimeText(h.reply.tripNs);
-            row.text = a.isError ? icmp::errorName(a.type, a.code) : icmp::successText();
-            row.returnCode = a.isError ? (a.type << 8 | a.code) : 0;
-        } else {
-            row.tripTime = QStringLiteral("*");
-            row.text = icmp::timedOutText();
-            row.returnCode = -1;
-        }
-        ++m_nextRow;
-        const bool last = hop == m_lastHop;
-        pushRow(row);
-        if (last)
+        report(h.reply ? answerReport(*h.reply, hop) : silentReport(hop, h.probesSent));
+        if (hop == m_lastHop)
             finish();
     }
 }

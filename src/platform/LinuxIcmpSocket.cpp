@@ -1,15 +1,20 @@
 #include "LinuxIcmpSocket.h"
 
+#include <QNetworkInterface>
 #include <QSocketNotifier>
 
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <linux/errqueue.h>
 #include <linux/icmp.h>
+#include <netinet/icmp6.h>
 #include <netinet/in.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -17,57 +22,200 @@ namespace {
 // Answers carry at most a quoted IP header and 8 bytes beyond our own small probe;
 // 4 KiB leaves room for routers that quote more (RFC 4884).
 constexpr int kReadBuffer = 4096;
-// Enough for a burst of errors arriving while we send: each failed send clears one.
-constexpr int kSendAttempts = 8;
+// A pending error fails one send or one read; more in a row than this are the call's own.
+constexpr int kAttempts = 8;
+// Before the first send every socket gets its TTL set, even back to the system's (-1).
+constexpr int kTtlNotSet = -2;
 
-int openSocket(int type)
+// Raw sockets opened at start, while the process still had CAP_NET_RAW: [0] IPv4, [1] IPv6.
+int g_startupRaw[2] = {-1, -1};
+
+int slotOf(int family)
 {
-    const int fd = ::socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_ICMP);
+    return family == AF_INET6 ? 1 : 0;
+}
+
+int openSocket(int family, int type)
+{
+    const int protocol = family == AF_INET6 ? int(IPPROTO_ICMPV6) : int(IPPROTO_ICMP);
+    const int fd = ::socket(family, type | SOCK_NONBLOCK | SOCK_CLOEXEC, protocol);
     return fd >= 0 ? fd : -errno;
 }
 
-void enable(int fd, int level, int option)
+// The errors that mean the system does not let us have that socket here, so another kind
+// may be tried; anything else (no memory, no descriptors left) is reported as it is.
+bool notAllowedHere(int error)
+{
+    switch (error) {
+    case EACCES:            // our group is outside net.ipv4.ping_group_range, or raw needs CAP_NET_RAW
+    case EPERM:             // the same, said by a security module
+    case EPROTONOSUPPORT:   // a kernel built without ping sockets
+    case ESOCKTNOSUPPORT:
+    case EAFNOSUPPORT:      // a kernel without IPv6
+        return true;
+    default:
+        return false;
+    }
+}
+
+struct Option {
+    int level;
+    int name;
+    const char* text;
+};
+
+// Sets each option on; the first one refused fails the open, as the socket cannot do its job without it.
+bool enableAll(int fd, std::initializer_list<Option> options, IcmpSocketOpen& result)
 {
     const int on = 1;
-    ::setsockopt(fd, level, option, &on, sizeof on);
+    for (const Option& o : options) {
+        if (::setsockopt(fd, o.level, o.name, &on, sizeof on) != 0) {
+            result.failedOption = o.text;
+            result.optionErrno = errno;
+            ::close(fd);
+            return false;
+        }
+    }
+    return true;
+}
+
+// A raw socket kept since start sees every ICMP packet of the host: what queued up while
+// no run used it is old news.
+void drain(int fd)
+{
+    char scratch[kReadBuffer];
+    for (int i = 0; i < 10000 && ::recv(fd, scratch, sizeof scratch, MSG_DONTWAIT) >= 0; ++i) {
+    }
+}
+
+int rawSocket(int family)
+{
+    const int kept = g_startupRaw[slotOf(family)];
+    if (kept < 0)
+        return openSocket(family, SOCK_RAW);
+    const int fd = ::fcntl(kept, F_DUPFD_CLOEXEC, 0);
+    if (fd < 0)
+        return -errno;
+    drain(fd);
+    return fd;
+}
+
+sockaddr_storage socketAddress(const QHostAddress& address, socklen_t& length)
+{
+    sockaddr_storage storage{};
+    if (address.protocol() == QAbstractSocket::IPv6Protocol) {
+        auto& s6 = reinterpret_cast<sockaddr_in6&>(storage);
+        s6.sin6_family = AF_INET6;
+        const Q_IPV6ADDR bytes = address.toIPv6Address();
+        std::memcpy(&s6.sin6_addr, bytes.c, sizeof s6.sin6_addr);
+        // A link-local address needs its interface: "fe80::1%eth0" or "fe80::1%2".
+        const QString scope = address.scopeId();
+        bool numeric = false;
+        const uint index = scope.toUInt(&numeric);
+        s6.sin6_scope_id = numeric ? index : uint(QNetworkInterface::interfaceIndexFromName(scope));
+        length = sizeof s6;
+    } else {
+        auto& s4 = reinterpret_cast<sockaddr_in&>(storage);
+        s4.sin_family = AF_INET;
+        s4.sin_addr.s_addr = htonl(address.toIPv4Address());
+        length = sizeof s4;
+    }
+    return storage;
+}
+
+bool dropAllCapabilities()
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[2]{};
+    if (::syscall(SYS_capget, &header, data) != 0)
+        return false;
+    ::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0);   // EINVAL on kernels without ambient sets
+    const bool any = data[0].effective | data[0].permitted | data[0].inheritable | data[1].effective
+        | data[1].permitted | data[1].inheritable;
+    if (!any)
+        return true;
+    __user_cap_data_struct none[2]{};
+    return ::syscall(SYS_capset, &header, none) == 0;
 }
 
 } // namespace
 
-IcmpSocketOpen LinuxIcmpSocketFactory::open()
+bool openRawSocketsAndDropCapabilities()
 {
+    for (const int family : {AF_INET, AF_INET6}) {
+        const int datagram = openSocket(family, SOCK_DGRAM);
+        if (datagram >= 0) {
+            ::close(datagram);   // allowed: every run opens its own
+            continue;
+        }
+        if (!notAllowedHere(-datagram))
+            continue;
+        const int raw = openSocket(family, SOCK_RAW);
+        if (raw >= 0)
+            g_startupRaw[slotOf(family)] = raw;
+    }
+    return dropAllCapabilities();
+}
+
+IcmpSocketOpen LinuxIcmpSocketFactory::open(QAbstractSocket::NetworkLayerProtocol protocol)
+{
+    const int family = protocol == QAbstractSocket::IPv6Protocol ? AF_INET6 : AF_INET;
+    const bool v6 = family == AF_INET6;
+    const int ipLevel = v6 ? SOL_IPV6 : SOL_IP;
     IcmpSocketOpen result;
-    // Datagram first: it needs no privilege where net.ipv4.ping_group_range holds the
-    // user's group (EACCES otherwise), and the kernel filters replies for us.
-    int fd = m_rawOnly ? -EACCES : openSocket(SOCK_DGRAM);
+    // Datagram first: it needs no privilege where net.ipv4.ping_group_range holds the user's
+    // group (it covers ICMPv6 too), and the kernel hands it only the answers to its own echoes.
+    int fd = m_rawOnly ? -EACCES : openSocket(family, SOCK_DGRAM);
     if (fd >= 0) {
-        // ICMP errors about our probes come through the error queue.
-        enable(fd, SOL_IP, IP_RECVERR);
-        enable(fd, SOL_IP, IP_RECVTTL);
-        enable(fd, SOL_SOCKET, SO_TIMESTAMPNS);
-        result.socket = std::make_unique<LinuxIcmpSocket>(fd, IcmpSocket::Kind::Datagram);
+        // Errors about our probes come only through the error queue: without it every
+        // router would read as silent.
+        if (!enableAll(fd,
+                       {{ipLevel, v6 ? IPV6_RECVERR : IP_RECVERR, v6 ? "IPV6_RECVERR" : "IP_RECVERR"},
+                        {ipLevel, v6 ? IPV6_RECVHOPLIMIT : IP_RECVTTL, v6 ? "IPV6_RECVHOPLIMIT" : "IP_RECVTTL"},
+                        {SOL_SOCKET, SO_TIMESTAMPNS, "SO_TIMESTAMPNS"}},
+                       result))
+            return result;
+        result.socket = std::make_unique<LinuxIcmpSocket>(fd, IcmpSocket::Kind::Datagram, family);
         return result;
     }
     result.datagramErrno = -fd;
-    // Raw needs root or CAP_NET_RAW (EPERM otherwise); it sees every ICMP packet of the host.
-    fd = openSocket(SOCK_RAW);
+    if (!notAllowedHere(result.datagramErrno))
+        return result;
+    // Raw needs CAP_NET_RAW, which only the sockets opened at start still have.
+    fd = rawSocket(family);
     if (fd < 0) {
         result.rawErrno = -fd;
         return result;
     }
-    // Only the answers a probe can get; echo requests, redirects and the rest stay in the kernel.
-    icmp_filter filter{};
-    filter.data = ~((1U << ICMP_ECHOREPLY) | (1U << ICMP_DEST_UNREACH) | (1U << ICMP_SOURCE_QUENCH)
-                    | (1U << ICMP_TIME_EXCEEDED) | (1U << ICMP_PARAMETERPROB));
-    ::setsockopt(fd, SOL_RAW, ICMP_FILTER, &filter, sizeof filter);
-    enable(fd, SOL_SOCKET, SO_TIMESTAMPNS);
-    result.socket = std::make_unique<LinuxIcmpSocket>(fd, IcmpSocket::Kind::Raw);
+    // Only the answers a probe can get; a filter that does not take costs reading more
+    // packets, which are sorted out anyway.
+    if (v6) {
+        icmp6_filter filter;
+        ICMP6_FILTER_SETBLOCKALL(&filter);
+        for (const int type : {ICMP6_ECHO_REPLY, ICMP6_DST_UNREACH, ICMP6_PACKET_TOO_BIG, ICMP6_TIME_EXCEEDED,
+                               ICMP6_PARAM_PROB})
+            ICMP6_FILTER_SETPASS(type, &filter);
+        ::setsockopt(fd, IPPROTO_ICMPV6, ICMP6_FILTER, &filter, sizeof filter);
+    } else {
+        icmp_filter filter{};
+        filter.data = ~((1U << ICMP_ECHOREPLY) | (1U << ICMP_DEST_UNREACH) | (1U << ICMP_SOURCE_QUENCH)
+                        | (1U << ICMP_TIME_EXCEEDED) | (1U << ICMP_PARAMETERPROB));
+        ::setsockopt(fd, SOL_RAW, ICMP_FILTER, &filter, sizeof filter);
+    }
+    // An IPv4 raw socket reads the TTL from the IP header; ICMPv6 gets no header.
+    const bool options = v6 ? enableAll(fd, {{SOL_SOCKET, SO_TIMESTAMPNS, "SO_TIMESTAMPNS"},
+                                             {SOL_IPV6, IPV6_RECVHOPLIMIT, "IPV6_RECVHOPLIMIT"}}, result)
+                            : enableAll(fd, {{SOL_SOCKET, SO_TIMESTAMPNS, "SO_TIMESTAMPNS"}}, result);
+    if (options)
+        result.socket = std::make_unique<LinuxIcmpSocket>(fd, IcmpSocket::Kind::Raw, family);
     return result;
 }
 
-LinuxIcmpSocket::LinuxIcmpSocket(int fd, Kind kind)
+LinuxIcmpSocket::LinuxIcmpSocket(int fd, Kind kind, int addressFamily)
     : m_fd(fd)
     , m_kind(kind)
+    , m_family(addressFamily)
+    , m_ttl(kTtlNotSet)
     , m_notifier(new QSocketNotifier(fd, QSocketNotifier::Read, this))
 {
     connect(m_notifier, &QSocketNotifier::activated, this, &IcmpSocket::readyRead);
@@ -79,25 +227,25 @@ LinuxIcmpSocket::~LinuxIcmpSocket()
     ::close(m_fd);
 }
 
-int LinuxIcmpSocket::send(quint32 destination, int ttl, const QByteArray& icmpMessage)
+int LinuxIcmpSocket::send(const QHostAddress& destination, int ttl, const QByteArray& icmpMessage)
 {
     if (ttl != m_ttl) {
-        if (::setsockopt(m_fd, SOL_IP, IP_TTL, &ttl, sizeof ttl) != 0)
+        const bool v6 = m_family == AF_INET6;
+        if (::setsockopt(m_fd, v6 ? SOL_IPV6 : SOL_IP, v6 ? IPV6_UNICAST_HOPS : IP_TTL, &ttl, sizeof ttl) != 0)
             return errno;
         m_ttl = ttl;
     }
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_addr.s_addr = htonl(destination);
+    socklen_t length = 0;
+    const sockaddr_storage to = socketAddress(destination, length);
     // An ICMP error that reached a datagram socket is also kept as the socket's pending
     // error, which fails the next send once (the error itself waits in the error queue).
     // A failure that comes back every time is the send's own.
     for (int attempt = 0;; ++attempt) {
         const ssize_t sent = ::sendto(m_fd, icmpMessage.constData(), size_t(icmpMessage.size()), 0,
-                                      reinterpret_cast<const sockaddr*>(&to), sizeof to);
+                                      reinterpret_cast<const sockaddr*>(&to), length);
         if (sent >= 0)
             return sent == icmpMessage.size() ? 0 : EMSGSIZE;
-        if (m_kind == Kind::Raw || errno == EAGAIN || errno == EINTR || attempt == kSendAttempts - 1)
+        if (m_kind == Kind::Raw || errno == EAGAIN || errno == EINTR || attempt == kAttempts - 1)
             return errno;
     }
 }
@@ -105,7 +253,7 @@ int LinuxIcmpSocket::send(quint32 destination, int ttl, const QByteArray& icmpMe
 std::optional<IcmpReceived> LinuxIcmpSocket::receive()
 {
     // The error queue first: a pending error also fails the next plain read once.
-    for (int attempt = 0; attempt < 8; ++attempt) {
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
         if (m_kind == Kind::Datagram) {
             if (auto queued = read(true)) {
                 // Local errors (a send the kernel refused) are no answer from the network.
@@ -127,7 +275,7 @@ std::optional<IcmpReceived> LinuxIcmpSocket::read(bool errorQueue)
 {
     char data[kReadBuffer];
     alignas(cmsghdr) char control[512];
-    sockaddr_in from{};
+    sockaddr_storage from{};
     iovec iov{data, sizeof data};
     msghdr msg{};
     msg.msg_name = &from;
@@ -144,31 +292,36 @@ std::optional<IcmpReceived> LinuxIcmpSocket::read(bool errorQueue)
     IcmpReceived r;
     r.truncated = (msg.msg_flags & MSG_TRUNC) != 0;
     r.bytes = QByteArray(data, int(std::min<ssize_t>(n, sizeof data)));
-    r.source = ntohl(from.sin_addr.s_addr);
+    if (msg.msg_namelen > 0 && from.ss_family == m_family)
+        r.source = QHostAddress(reinterpret_cast<const sockaddr*>(&from));
     bool icmpOrigin = false;
     for (cmsghdr* c = CMSG_FIRSTHDR(&msg); c; c = CMSG_NXTHDR(&msg, c)) {
         const size_t payload = c->cmsg_len - CMSG_LEN(0);
+        const bool errorEntry = (c->cmsg_level == SOL_IP && c->cmsg_type == IP_RECVERR)
+            || (c->cmsg_level == SOL_IPV6 && c->cmsg_type == IPV6_RECVERR);
         if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_TIMESTAMPNS && payload >= sizeof(timespec)) {
             timespec ts;
             std::memcpy(&ts, CMSG_DATA(c), sizeof ts);
             r.kernelTimeNs = qint64(ts.tv_sec) * 1000000000 + ts.tv_nsec;
-        } else if (c->cmsg_level == SOL_IP && c->cmsg_type == IP_TTL && payload >= sizeof(int)) {
+        } else if (((c->cmsg_level == SOL_IP && c->cmsg_type == IP_TTL)
+                    || (c->cmsg_level == SOL_IPV6 && c->cmsg_type == IPV6_HOPLIMIT))
+                   && payload >= sizeof(int)) {
             int ttl;
             std::memcpy(&ttl, CMSG_DATA(c), sizeof ttl);
             r.ttl = ttl;
-        } else if (c->cmsg_level == SOL_IP && c->cmsg_type == IP_RECVERR && payload >= sizeof(sock_extended_err)) {
+        } else if (errorEntry && payload >= sizeof(sock_extended_err)) {
             sock_extended_err ee;
             std::memcpy(&ee, CMSG_DATA(c), sizeof ee);
-            icmpOrigin = ee.ee_origin == SO_EE_ORIGIN_ICMP;
+            icmpOrigin = ee.ee_origin == SO_EE_ORIGIN_ICMP || ee.ee_origin == SO_EE_ORIGIN_ICMP6;
             r.errorType = ee.ee_type;
             r.errorCode = ee.ee_code;
             // The sender of the error follows the structure (SO_EE_OFFENDER).
-            if (payload >= sizeof ee + sizeof(sockaddr_in)) {
-                sockaddr_in offender;
-                std::memcpy(&offender, CMSG_DATA(c) + sizeof ee, sizeof offender);
-                if (offender.sin_family == AF_INET)
-                    r.offender = ntohl(offender.sin_addr.s_addr);
-            }
+            const size_t room = payload - sizeof ee;
+            sockaddr_storage offender{};
+            std::memcpy(&offender, CMSG_DATA(c) + sizeof ee, std::min(room, sizeof offender));
+            if (room >= sizeof(sockaddr_in) && offender.ss_family == m_family
+                && (m_family == AF_INET || room >= sizeof(sockaddr_in6)))
+                r.offender = QHostAddress(reinterpret_cast<const sockaddr*>(&offender));
         }
     }
     r.queuedError = errorQueue && icmpOrigin;

@@ -26,7 +26,7 @@ std::vector<NetInterface> LinuxInterfaceList::interfaces() const
         const QString name = QString::fromUtf8(entry->ifa_name);
         auto it = std::find_if(result.begin(), result.end(), [&](const NetInterface& n) { return n.name == name; });
         if (it == result.end()) {
-            result.push_back(NetInterface{name, entry->ifa_flags, std::nullopt});
+            result.push_back(NetInterface{name, entry->ifa_flags, std::nullopt, std::nullopt});
             it = result.end() - 1;
         }
         if (entry->ifa_addr && entry->ifa_addr->sa_family == AF_INET && !it->ipv4) {
@@ -34,13 +34,50 @@ std::vector<NetInterface> LinuxInterfaceList::interfaces() const
             std::copy_n(reinterpret_cast<const char*>(entry->ifa_addr), sizeof sin, reinterpret_cast<char*>(&sin));
             it->ipv4 = ntohl(sin.sin_addr.s_addr);
         }
+        if (entry->ifa_addr && entry->ifa_addr->sa_family == AF_INET6 && !it->ipv6) {
+            const QHostAddress address(entry->ifa_addr);
+            if (!address.isLinkLocal() && !address.isLoopback() && !address.isMulticast())
+                it->ipv6 = QHostAddress(address.toIPv6Address());   // without the scope of its interface
+        }
     }
     freeifaddrs(list);
     return result;
 }
 
-QString LinuxInterfaceList::defaultRouteInterface() const
+namespace {
+
+// /proc/net/ipv6_route: destination, its prefix length, source, its prefix length, next hop,
+// metric, reference count, use, flags, interface; all in hex.
+QString ipv6DefaultRouteInterface()
 {
+    QFile routes(QStringLiteral("/proc/net/ipv6_route"));
+    if (!routes.open(QIODevice::ReadOnly | QIODevice::Text))
+        return {};
+    constexpr unsigned kRouteUp = 0x1;
+    constexpr unsigned kRejectRoute = 0x200;
+    QString best;
+    qulonglong bestMetric = ~0ULL;
+    while (!routes.atEnd()) {
+        const QList<QByteArray> fields = routes.readLine().simplified().split(' ');
+        if (fields.size() < 10 || fields[0] != QByteArray(32, '0') || fields[1] != "00" || fields[9] == "lo")
+            continue;
+        bool ok = true;
+        const qulonglong metric = fields[5].toULongLong(&ok, 16);
+        const unsigned flags = ok ? fields[8].toUInt(&ok, 16) : 0;
+        if (ok && (flags & kRouteUp) && !(flags & kRejectRoute) && metric < bestMetric) {
+            best = QString::fromUtf8(fields[9]);
+            bestMetric = metric;
+        }
+    }
+    return best;
+}
+
+} // namespace
+
+QString LinuxInterfaceList::defaultRouteInterface(bool ipv6) const
+{
+    if (ipv6)
+        return ipv6DefaultRouteInterface();
     // Columns: Iface Destination Gateway Flags RefCnt Use Metric Mask ...; addresses in hex.
     QFile routes(QStringLiteral("/proc/net/route"));
     if (!routes.open(QIODevice::ReadOnly | QIODevice::Text))

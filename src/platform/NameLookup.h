@@ -1,4 +1,5 @@
 #pragma once
+#include <QHostAddress>
 #include <QObject>
 #include <QString>
 
@@ -11,8 +12,10 @@
 class NameLookup {
 public:
     virtual ~NameLookup() = default;
-    // The first IPv4 address of `host` (host byte order), nothing when it has none.
-    virtual void addressOf(const QString& host, QObject* context, std::function<void(std::optional<quint32>)> done) = 0;
+    // The first IPv4 address of `host`; the first IPv6 one when it has no IPv4 address;
+    // nothing when it has neither.
+    virtual void addressOf(const QString& host, QObject* context,
+                           std::function<void(std::optional<QHostAddress>)> done) = 0;
     // The name of `address`, empty when it has none.
-    virtual void nameOf(quint32 address, QObject* context, std::function<void(QString)> done) = 0;
+    virtual void nameOf(const QHostAddress& address, QObject* context, std::function<void(QString)> done) = 0;
 };

@@ -46,7 +46,7 @@ int main(int argc, char** argv)
                     n.ipv4 ? qPrintable(dottedQuad(*n.ipv4)) : "-");
     }
     std::printf("default %s\n", qPrintable(list.defaultRouteInterface()));
-    std::printf("localip %s\n", qPrintable(chooseLocalIp(interfaces, list.defaultRouteInterface())));
+    std::printf("localip %s\n", qPrintable(chooseLocalIp(interfaces, list)));
     std::printf("dialup %d\n", firstDialUpConnectionState(interfaces) == RASCS_Connected ? 1 : 0);
     std::printf("hostname %s\n", qPrintable(list.hostName()));
     if (tun >= 0)

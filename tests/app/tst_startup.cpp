@@ -68,20 +68,30 @@ private slots:
         QVERIFY(!connected({F::dialUp("ppp0", std::nullopt)}));
         QVERIFY(!connected({F::dialUp("ppp0", kAddr, false)}));
         QVERIFY(connected({F::dialUp("ppp0", std::nullopt), F::dialUp("tun0", kAddr)}));
+        QVERIFY(connected({F::dialUp("ppp0", std::nullopt, true, QHostAddress("2001:db8::9"))}));
     }
 
-    // The fall-backs of the local address: no usable default route, interfaces down, nothing at all.
+    // The fall-backs of the local address: no usable default route, interfaces down, nothing
+    // at all; an IPv6-only machine showing its global IPv6 address, never a link-local one.
     void localAddressFallbacks()
     {
         NetInterface down = F::ethernet("eth0", kAddr);
         down.flags = 0;
-        const NetInterface noAddress{"wg0", IFF_UP, std::nullopt};
-        QCOMPARE(chooseLocalIp({F::loopback(), F::ethernet("eth0", kAddr), F::ethernet("eth1", kOther)}, "eth1"),
-                 QStringLiteral("198.19.0.7"));
-        QCOMPARE(chooseLocalIp({F::loopback(), noAddress, F::ethernet("eth1", kOther)}, "wg0"),
-                 QStringLiteral("198.19.0.7"));
-        QCOMPARE(chooseLocalIp({F::loopback(), down}, ""), QStringLiteral("127.0.0.1"));
-        QCOMPARE(chooseLocalIp({}, ""), QStringLiteral("127.0.0.1"));
+        const NetInterface noAddress{"wg0", IFF_UP, std::nullopt, std::nullopt};
+        const QHostAddress v6a("2001:db8::5"), v6b("2001:db8:7::7");
+        const auto local = [](const Interfaces& list, const QString& route, const QString& route6 = {}) {
+            F routes;
+            routes.defaultRoute = route;
+            routes.defaultRoute6 = route6;
+            return chooseLocalIp(list, routes);
+        };
+        QCOMPARE(local({F::loopback(), F::ethernet("eth0", kAddr), F::ethernet("eth1", kOther)}, "eth1"), "198.19.0.7");
+        QCOMPARE(local({F::loopback(), noAddress, F::ethernet("eth1", kOther)}, "wg0"), "198.19.0.7");
+        QCOMPARE(local({F::loopback(), down}, ""), "127.0.0.1");
+        QCOMPARE(local({}, ""), "127.0.0.1");
+        QCOMPARE(local({F::ethernet("eth0", {}, v6a), F::ethernet("eth1", kOther, v6b)}, "", "eth0"), "198.19.0.7");
+        QCOMPARE(local({F::ethernet("eth0", {}, v6a), F::ethernet("eth1", {}, v6b)}, "", "eth1"), "2001:db8:7::7");
+        QCOMPARE(local({F::loopback(), F::ethernet("eth0", {}, v6a)}, ""), "2001:db8::5");
     }
 
     // Start-up crashing on an odd machine, or calling it connected without a usable address.
@@ -91,7 +101,7 @@ private slots:
         QTest::addColumn<QString>("hostName");
         QTest::addColumn<bool>("connected");
         QTest::newRow("no interfaces") << Interfaces{} << "alpha" << false;
-        QTest::newRow("no addresses") << Interfaces{{"eth0", IFF_UP, std::nullopt}, {"lo", IFF_LOOPBACK, std::nullopt}}
+        QTest::newRow("no addresses") << Interfaces{{"eth0", IFF_UP, std::nullopt, {}}, {"lo", IFF_LOOPBACK, std::nullopt, {}}}
                                       << "alpha" << false;
         QTest::newRow("point-to-point without IPv4") << Interfaces{F::loopback(), F::dialUp("ppp0", std::nullopt)}
                                                      << "alpha" << false;

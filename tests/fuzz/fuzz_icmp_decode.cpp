@@ -1,4 +1,4 @@
-// Whatever reaches an ICMP socket: the decoders must never read outside the bytes, and
+// Whatever reaches an ICMP or ICMPv6 socket: the decoders must never read outside the bytes, and
 // whatever they call an answer must be consistent with those bytes.
 #include "icmp/IcmpPacket.h"
 
@@ -19,7 +19,7 @@ void checkAnswer(const icmp::Decoded& d, size_t size)
         return;
     const icmp::Answer& a = d.answer;
     require(a.dataSize >= 0 && size_t(a.dataSize) + icmp::kHeaderSize <= size);
-    require(a.isError == (a.type != icmp::kEchoReply));
+    require((a.kind == icmp::Kind::EchoReply) == (a.type == icmp::kEchoReply || a.type == icmp::kV6EchoReply));
 }
 
 } // namespace
@@ -34,11 +34,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         require(fromIp.answer.ttl >= 0 && fromIp.answer.ttl <= 255 && size >= 28);
     const icmp::Decoded message = icmp::decodeIcmpMessage(bytes);
     checkAnswer(message, size);
+    checkAnswer(icmp::decodeIcmpv6Message(bytes), size);
     // An error-queue entry: type and code from the first two bytes, the probe after them.
     if (size >= 2) {
-        const icmp::Decoded queued = icmp::decodeQueuedError(bytes.subspan(2), data[0], data[1]);
-        if (queued.verdict == icmp::Verdict::Answer)
-            require(queued.answer.isError && size >= 2 + icmp::kHeaderSize);
+        for (const icmp::Family family : {icmp::Family::V4, icmp::Family::V6}) {
+            const icmp::Decoded queued = icmp::decodeQueuedError(family, bytes.subspan(2), data[0], data[1]);
+            if (queued.verdict == icmp::Verdict::Answer)
+                require(queued.answer.kind != icmp::Kind::EchoReply && size >= 2 + icmp::kHeaderSize);
+        }
     }
     // A message whose checksum the decoder accepted still sums to zero.
     if (message.verdict == icmp::Verdict::Answer)

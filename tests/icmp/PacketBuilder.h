@@ -1,5 +1,5 @@
 #pragma once
-// Hand-built IPv4/ICMP packets for the decoder and engine tests.
+// Hand-built IPv4/ICMP and ICMPv6 packets for the decoder and engine tests.
 #include "icmp/IcmpPacket.h"
 
 namespace packets {
@@ -38,7 +38,8 @@ inline QByteArray ipPacket(quint32 source, quint32 destination, int ttl, const Q
 // The answer to an echo request: the same identifier, sequence and data.
 inline QByteArray echoReplyTo(const QByteArray& request)
 {
-    return withIcmpChecksum(patched(request, 0, icmp::kEchoReply));
+    return request[0] == char(icmp::kV6EchoRequest) ? patched(request, 0, icmp::kV6EchoReply)
+                                                     : withIcmpChecksum(patched(request, 0, icmp::kEchoReply));
 }
 
 // An ICMP error quoting the header of the probe we sent and its first 8 bytes, as routers do.
@@ -48,6 +49,15 @@ inline QByteArray icmpError(quint8 type, quint8 code, const QByteArray& probe, i
     const QByteArray quote = ipPacket(kHost, probeDestination, 1, probe, quotedOptionBytes);
     return withIcmpChecksum(QByteArray(1, char(type)) + char(code) + QByteArray(6, '\0')
                             + quote.left(28 + quotedOptionBytes));
+}
+
+// An ICMPv6 error quoting the IPv6 header of a probe to `probeDestination` and its first 8 bytes.
+inline QByteArray icmpv6Error(quint8 type, quint8 code, const QByteArray& probe, const QHostAddress& probeDestination)
+{
+    QByteArray header = patched(patched(QByteArray(40, '\0'), 0, 0x60), 4, quint32(probe.size() << 16 | 58 << 8 | 1), 4);
+    const Q_IPV6ADDR to = probeDestination.toIPv6Address();
+    header.replace(24, 16, QByteArray(reinterpret_cast<const char*>(to.c), 16));
+    return QByteArray(1, char(type)) + char(code) + QByteArray(6, '\0') + header + probe.left(8);
 }
 
 } // namespace packets

@@ -1,10 +1,9 @@
-// The ICMP engine on a fake socket, clock and name lookup: what rows a run raises, in which
+// The ICMP engine on a simulated path, with a fake clock: which rows a run raises, in which
 // order and when; and the real name lookup's hand-back.
 #include "EventLog.h"
 #include "FakeInterfaceList.h"
 #include "PacketBuilder.h"
 #include "icmp/AxIcmp.h"
-#include "icmp/LocalAddress.h"
 #include "platform/EngineClock.h"
 #include "platform/SystemNameLookup.h"
 
@@ -15,185 +14,344 @@ using namespace packets;
 
 namespace {
 
-// The control in a world the test makes up: a clock it moves, a raw socket whose traffic it
-// invents (the datagram socket's paths are tested for real), reverse lookups that know the
-// target's name (held until completePending() while `namesHang`). The control's events are
-// kept as text, each with the fake time it came at.
-struct Engine final : EngineClock, IcmpSocketFactory, NameLookup {
+const QHostAddress kV4Host(kHost), kV6Host(QStringLiteral("2001:db8:1::2"));
+
+// A path of nodes as the test writes it, one token a node: "10" a router answering after
+// 10 ms ("10?" one whose name never comes), "-" a silent one, "50!" the target's echo reply after 50 ms, "50x" the target
+// refusing (net unreachable). The last node answers every probe that gets that far; node n
+// is 198.18.n.1 (2001:db8:n::1), the last one the target. The clock is the test's: each
+// alarm and each answer happens at its time, in time order, without waiting.
+struct World final : EngineClock, IcmpSocketFactory, NameLookup {
     static constexpr qint64 kNever = std::numeric_limits<qint64>::max();
+    struct Node { QString how; double ms; };
     struct Alarm final : EngineAlarm {
-        Alarm(Engine& engine, std::function<void()> f) : e(engine), fire(std::move(f)) { e.alarms.push_back(this); }
-        ~Alarm() override { std::erase(e.alarms, this); }
+        Alarm(World& world, std::function<void()> f) : w(world), fire(std::move(f)) { w.alarms.push_back(this); }
+        ~Alarm() override { std::erase(w.alarms, this); }
         void setDeadline(qint64 ns) override { due = ns; }
         void cancel() override { due = kNever; }
-        Engine& e;
+        World& w;
         std::function<void()> fire;
         qint64 due = kNever;
     };
     struct Socket final : IcmpSocket {
-        explicit Socket(Engine& engine) : e(engine) { ++e.openSockets; e.socket = this; }
-        ~Socket() override { --e.openSockets; e.socket = e.socket == this ? nullptr : e.socket; }
-        Kind kind() const override { return Kind::Raw; }
-        int send(quint32, int, const QByteArray& message) override
+        explicit Socket(World& world) : w(world) { ++w.openSockets; w.socket = this; }
+        ~Socket() override { --w.openSockets; w.socket = w.socket == this ? nullptr : w.socket; }
+        Kind kind() const override { return w.datagram ? Kind::Datagram : Kind::Raw; }
+        int send(const QHostAddress& to, int ttl, const QByteArray& probe) override
         {
-            e.sent.push_back(message);
-            return e.sendError;
+            w.sent.push_back({ttl, w.now});
+            if (!w.sendError) {
+                w.answer(to, ttl, probe);
+                if (w.extra)
+                    w.extra(to, probe);
+            }
+            return w.sendError;
         }
-        // The engine reads as soon as readyRead comes, so one waiting item is all there is.
-        std::optional<IcmpReceived> receive() override { return std::exchange(e.inbox, std::nullopt); }
-        Engine& e;
+        std::optional<IcmpReceived> receive() override
+        {
+            if (w.inbox.empty())
+                return std::nullopt;
+            return w.inbox.takeFirst();
+        }
+        World& w;
     };
 
-    Engine()
-        : control(std::in_place, interfaces, IcmpAdapters{this, this, this})
+    explicit World(const QString& path, bool v6 = false, bool datagram_ = false)
+        : datagram(datagram_), v6(v6), control(std::in_place, interfaces, IcmpAdapters{this, this, this})
     {
+        for (const QString& token : path.split(u' ', Qt::SkipEmptyParts)) {
+            const QString how = token.back().isDigit() ? QString() : token.right(1);
+            nodes.push_back({how, (how.isEmpty() ? token : token.chopped(1)).toDouble()});
+        }
         logEvents(*control, [this, t0 = now](const QString& event) {
             events << event;
             atMs.push_back((now - t0) / 1e6);
-        });
+        }, [this](int) { return cancelAtMs >= 0 && (now - kStart) / 1e6 >= cancelAtMs; });
     }
+    QHostAddress node(int n) const
+    {
+        return v6 ? QHostAddress(QStringLiteral("2001:db8:%1::1").arg(n)) : QHostAddress(addr(198, 18, n, 1));
+    }
+    QHostAddress host() const { return v6 ? kV6Host : kV4Host; }
+
+    // What node `ttl` (the last for farther probes) sends back, `ms` later.
+    void answer(const QHostAddress& to, int ttl, const QByteArray& probe)
+    {
+        const int n = ttl < 0 || ttl >= int(nodes.size()) ? int(nodes.size()) : ttl;
+        const Node& at = nodes[size_t(n - 1)];
+        if (at.how == "-")
+            return;
+        const bool last = n == int(nodes.size());
+        const quint8 type = !last ? (v6 ? icmp::kV6TimeExceeded : icmp::kTimeExceeded)
+            : at.how == "x"      ? (v6 ? icmp::kV6DestinationUnreachable : icmp::kDestinationUnreachable)
+                                 : 0;
+        arrive(at.ms, from(type == 0 ? echoReplyTo(probe) : QByteArray(), node(n), to, type, probe));
+    }
+    // How `who` reaches our socket: an echo reply (`reply` set) or an error of `type` about `probe` to `to`.
+    IcmpReceived from(const QByteArray& reply, const QHostAddress& who, const QHostAddress& to, quint8 type,
+                      const QByteArray& probe) const
+    {
+        IcmpReceived r;
+        r.source = who;
+        r.ttl = 61;
+        if (datagram && reply.isEmpty()) {   // the kernel queues errors: our probe, the quoted destination
+            r.bytes = probe;
+            r.source = to;
+            r.queuedError = true;
+            r.errorType = type;
+            r.offender = who;
+        } else if (v6)
+            r.bytes = reply.isEmpty() ? icmpv6Error(type, 0, probe, to) : reply;
+        else if (datagram)
+            r.bytes = reply;
+        else
+            r.bytes = ipPacket(who.toIPv4Address(), kHost, 61,
+                               reply.isEmpty() ? icmpError(type, 0, probe, 0, to.toIPv4Address()) : reply);
+        return r;
+    }
+    void arrive(double ms, IcmpReceived r)
+    {
+        r.kernelTimeNs = realtimeNs() + qint64(ms * 1e6);
+        arrivals.insert(std::ranges::upper_bound(arrivals, *r.kernelTimeNs, {}, &IcmpReceived::kernelTimeNs), r);
+    }
+
     qint64 monotonicNs() const override { return now; }
     qint64 realtimeNs() const override { return now + 1'700'000'000'000'000'000; }
     std::unique_ptr<EngineAlarm> createAlarm(std::function<void()> fire) override
     {
         return std::make_unique<Alarm>(*this, std::move(fire));
     }
-    IcmpSocketOpen open() override { return {std::make_unique<Socket>(*this), 0, 0}; }
-    void addressOf(const QString&, QObject*, std::function<void(std::optional<quint32>)>) override {}
-    void nameOf(quint32 address, QObject* context, std::function<void(QString)> done) override
+    IcmpSocketOpen open(QAbstractSocket::NetworkLayerProtocol) override
     {
-        auto complete = [context = QPointer(context), done, address] {
-            const QString name = address == kTarget ? "target.test" : "";
-            if (context)
-                QMetaObject::invokeMethod(context, [done, name] { done(name); }, Qt::QueuedConnection);
-        };
-        namesHang ? pending.push_back(complete) : complete();
+        IcmpSocketOpen opened;
+        opened.socket = std::make_unique<Socket>(*this);
+        return opened;
     }
-    void completePending() { std::ranges::for_each(std::exchange(pending, {}), [](const auto& f) { f(); }); }
+    void addressOf(const QString&, QObject*, std::function<void(std::optional<QHostAddress>)>) override {}
+    void nameOf(const QHostAddress& address, QObject* context, std::function<void(QString)> done) override
+    {
+        const auto n = std::ranges::find_if(nodes, [&](const Node& x) { return node(int(&x - nodes.data()) + 1) == address; });
+        if (n != nodes.end() && n->how == "?")
+            return;
+        const QString name = address == node(int(nodes.size())) ? "target.test" : "";
+        QMetaObject::invokeMethod(context, [done, name] { done(name); }, Qt::QueuedConnection);
+    }
 
-    // Lets `ms` pass, firing every alarm that falls due on the way, in time order.
+    // Lets `ms` pass: alarms fire and answers arrive at their times, in time order.
     void advanceMs(double ms)
     {
         const qint64 end = now + qint64(ms * 1e6);
         for (int guard = 0; guard < 100000; ++guard) {
             QCoreApplication::processEvents();
-            const auto next = std::ranges::min_element(alarms, {}, &Alarm::due);
-            if (next == alarms.end() || (*next)->due > end)
+            const auto alarm = std::ranges::min_element(alarms, {}, &Alarm::due);
+            const qint64 alarmAt = alarm == alarms.end() ? kNever : (*alarm)->due;
+            const qint64 arrivalAt = arrivals.empty() ? kNever : *arrivals.front().kernelTimeNs - realtimeNs() + now;
+            if (std::min(alarmAt, arrivalAt) > end)
                 break;
-            now = std::max(now, (*next)->due);
-            (*next)->cancel();
-            (*next)->fire();
+            now = std::max(now, std::min(alarmAt, arrivalAt));
+            if (arrivalAt <= alarmAt) {
+                inbox << arrivals.front();
+                arrivals.erase(arrivals.begin());
+                if (socket)
+                    emit socket->readyRead();
+                else
+                    inbox.clear();
+            } else {
+                (*alarm)->cancel();
+                (*alarm)->fire();
+            }
         }
         now = end;
         QCoreApplication::processEvents();
     }
-    void start(bool trace)
+    // Starts a run to the last node and lets `ms` pass.
+    void run(bool trace, double ms = 10000)
     {
-        control->setHostAddress(QStringLiteral("198.18.5.2"));   // an address: no forward lookup
+        control->setHostAddress(node(int(nodes.size())).toString());   // an address: no forward lookup
         trace ? control->Trace() : control->Ping();
-        QCoreApplication::processEvents();   // the run starts from the event loop
+        advanceMs(ms);
     }
-    // Arrives now, stamped by the "kernel" 50 us before; lost once the engine has closed its socket.
-    void arrive(const QByteArray& packet, bool truncated = false)
-    {
-        if (socket) {
-            inbox = IcmpReceived{.bytes = packet, .kernelTimeNs = realtimeNs() - 50'000, .truncated = truncated};
-            emit socket->readyRead();
-        }
-    }
-    void reply(size_t i, int ttl = 61) { arrive(ipPacket(kTarget, kHost, ttl, echoReplyTo(sent.at(i)))); }
+    double completedMs() const { return events.endsWith("C") ? atMs.back() : -1; }
 
-    qint64 now = 1000'000'000'000;
+    static constexpr qint64 kStart = 1000'000'000'000;
+    qint64 now = kStart;
+    bool datagram;
+    bool v6;
+    std::vector<Node> nodes;
     std::vector<Alarm*> alarms;
+    std::vector<IcmpReceived> arrivals;
+    QList<IcmpReceived> inbox;
     int sendError = 0;
     Socket* socket = nullptr;
     int openSockets = 0;
-    std::vector<QByteArray> sent;
-    std::optional<IcmpReceived> inbox;
-    bool namesHang = false;
-    std::vector<std::function<void()>> pending;
+    struct Sent { int ttl; qint64 at; };
+    std::vector<Sent> sent;
+    double cancelAtMs = -1;
+    // More answers to each probe, as the test makes them up.
+    std::function<void(const QHostAddress& to, const QByteArray& probe)> extra;
     QStringList events;
     std::vector<double> atMs;
     FakeInterfaceList interfaces;
     std::optional<AxIcmp> control;
 };
 
+QString hop(int n, const QString& ip, const QString& trip, const QString& what, const QString& name = {})
+{
+    return QStringLiteral("T|%1|%2|%3|%4|%5").arg(n).arg(ip, name, trip, what);
+}
+QString router(int n, const QString& trip) { return hop(n, QStringLiteral("198.18.%1.1").arg(n), trip, "TTL expired in transit"); }
+QString silent(int n) { return hop(n, "*", "*", "Request timed out"); }
+QStringList silentFrom(int first) { QStringList rows; for (int n = first; n <= 30; ++n) rows << silent(n); return rows; }
+
 } // namespace
 
 class TestIcmpEngine : public QObject {
     Q_OBJECT
 private slots:
-    // Fault caught: a ping that sends at the wrong pace, mis-times (not from the kernel's stamp)
-    // or mislabels a reply, holds a row without bound for a slow name or forgets a late one,
-    // keeps its socket, or never ends; replies, losses and ICMP errors each become their own
-    // row, in arrival order.
-    void pingSequence()
+    // Fault caught: a trace whose silent hop costs one wait per probe (or a fixed time-out) instead
+    // of one adaptive wait; rows out of hop order when farther hops answer first; a trace that
+    // does not end at the target, at an unreachable answer or after 30 hops; an answer that is
+    // not the program's own (from elsewhere than the target, quoting another destination, after
+    // its probe's two seconds, an ICMP error that is no hop's) shown as a row; Cancel during a
+    // silent hop not taking effect at the next report.
+    void trace_data()
     {
-        Engine e;
-        e.namesHang = true;
-        e.start(false);
-        e.advanceMs(0.25);
-        e.reply(0, 61);
-        e.advanceMs(999);           // the name of the target, looked up at the start, is late
-        QVERIFY(e.events.isEmpty());
-        e.advanceMs(1000);          // echo 2 goes out at 1 s and is lost
-        e.completePending();
-        e.advanceMs(1);             // echo 3 went out at 2 s
-        e.reply(2, 255);
-        e.advanceMs(1000.5);        // echo 4 at 3 s; echo 2 times out then, after its 2 s
-        e.arrive(ipPacket(kRouter, kHost, 64, icmpError(3, 1, e.sent.at(3))));
-        QCOMPARE(e.sent.size(), size_t(4));
-        QCOMPARE(e.events, (QStringList{"P|198.18.5.2||0.20 ms|32|61", "P|198.18.5.2|target.test|0.20 ms|32|255",
-                                        "E|Request timed out", "E|Destination host unreachable (from 198.18.3.1)",
-                                        "C"}));
-        QCOMPARE(e.atMs, (std::vector<double>{1000, 2000.25, 3000, 3000.75, 3000.75}));
-        QCOMPARE(e.openSockets, 0);
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<bool>("datagram");
+        QTest::addColumn<double>("cancelAtMs");
+        QTest::addColumn<QStringList>("rows");
+        QTest::addColumn<double>("doneByMs");   // SequenceComplete at or before this simulated time
+        const QString target = "198.18.5.1";
+        QTest::newRow("silent hop 3 on a 5-hop path")
+            << "10 20 - 40 50!" << false << -1.0
+            << QStringList{router(1, "10.0 ms"), router(2, "20.0 ms"), silent(3), router(4, "40.0 ms"),
+                           hop(5, target, "50.0 ms", "Success", "target.test"), "C"}
+            << 321.0;
+        QTest::newRow("net unreachable behind the silent hop")
+            << "10 20 - 40 50x" << true << -1.0
+            << QStringList{router(1, "10.0 ms"), router(2, "20.0 ms"), silent(3), router(4, "40.0 ms"),
+                           hop(5, target, "50.0 ms", "Destination net unreachable", "target.test"), "C"}
+            << 321.0;
+        QTest::newRow("farther hops answering first")
+            << "30 20 10 5!" << false << -1.0
+            << QStringList{router(1, "30.0 ms"), router(2, "20.0 ms"), router(3, "10.0 ms"),
+                           hop(4, "198.18.4.1", "5.00 ms", "Success", "target.test"), "C"}
+            << 31.0;
+        QTest::newRow("black hole after hop 1") << "10 -" << false << -1.0
+                                                << QStringList{router(1, "10.0 ms")} + silentFrom(2) + QStringList{"C"}
+                                                << 2001.0;
+        // Hop 1 is reported only at 2.5 s, for want of its name: hop 2's answer at 2.1 s is too late all the same.
+        QTest::newRow("answers after two seconds") << "1500? 2100!" << false << -1.0
+                                                   << QStringList{router(1, "1500 ms")} + silentFrom(2) + QStringList{"C"}
+                                                   << 2501.0;
+        QTest::newRow("cancel during a silent hop") << "10 20 - 40 50!" << false << 100.0
+                                                    << QStringList{router(1, "10.0 ms"), router(2, "20.0 ms"), silent(3), "C"}
+                                                    << 321.0;
+    }
+    void trace()
+    {
+        QFETCH(QString, path);
+        QFETCH(bool, datagram);
+        World w(path, false, datagram);
+        QFETCH(double, cancelAtMs);
+        w.cancelAtMs = cancelAtMs;
+        w.run(true);
+        QTEST(w.events, "rows");
+        QFETCH(double, doneByMs);
+        QVERIFY2(w.completedMs() >= 0 && w.completedMs() <= doneByMs, qPrintable(QString::number(w.completedMs())));
+        // A silent hop got its three probes, within its one wait.
+        for (const QString& row : std::as_const(w.events).filter("|*|"))
+            QCOMPARE(std::ranges::count(w.sent, row.section(u'|', 1, 1).toInt(), &World::Sent::ttl), 3);
+        QCOMPARE(w.openSockets, 0);
     }
 
-    // Fault caught: what a raw socket sees that does not answer our probes (another identifier,
-    // sequence or target; too big to read; a duplicate) shown as rows instead of counted.
-    void strayPacketsAreCountedNotShown()
+    // Fault caught: answers that are not the program's own taken for its own: an echo reply
+    // from another address ending the trace, an error quoting another destination becoming a
+    // hop (raw and datagram socket alike), an error that is no router's answer becoming a hop.
+    void strangersAreNotHops_data()
     {
-        Engine e;
-        e.start(false);
-        const QByteArray probe = e.sent.at(0);
-        const QByteArray reply = echoReplyTo(probe);
-        e.arrive(ipPacket(kTarget, kHost, 60, withIcmpChecksum(patched(reply, 4, quint8(probe[4]) ^ 1u))));
-        e.arrive(ipPacket(kTarget, kHost, 60, withIcmpChecksum(patched(reply, 6, quint8(probe[6]) ^ 0x40u))));
-        e.arrive(ipPacket(kRouter, kHost, 60, icmpError(11, 0, probe, 0, addr(198, 18, 9, 9))));
-        e.arrive({}, true);
-        e.reply(0);
-        e.reply(0);
-        e.advanceMs(1);
-        QCOMPARE(e.events, QStringList{"P|198.18.5.2|target.test|0.00 ms|32|61"});   // strays came with TTL 60
-        QCOMPARE(e.control->ignoredPackets(), 5);
+        QTest::addColumn<bool>("datagram");
+        QTest::addColumn<bool>("v6");
+        QTest::newRow("raw IPv4") << false << false;
+        QTest::newRow("datagram IPv4") << true << false;
+        QTest::newRow("raw IPv6") << false << true;
+        QTest::newRow("datagram IPv6") << true << true;
+    }
+    void strangersAreNotHops()
+    {
+        QFETCH(bool, datagram);
+        QFETCH(bool, v6);
+        World w("10 -", v6, datagram);
+        const QHostAddress stranger = v6 ? QHostAddress("2001:db8:9::9") : QHostAddress(addr(198, 18, 9, 9));
+        const QHostAddress elsewhere = v6 ? QHostAddress("2001:db8:65::65") : QHostAddress(addr(198, 19, 65, 65));
+        const quint8 exceeded = v6 ? icmp::kV6TimeExceeded : icmp::kTimeExceeded;
+        const quint8 problem = v6 ? icmp::kV6ParameterProblem : icmp::kParameterProblem;
+        w.extra = [&](const QHostAddress& to, const QByteArray& probe) {
+            w.arrive(5, w.from(echoReplyTo(probe), stranger, to, 0, probe));
+            w.arrive(5, w.from({}, w.node(1), elsewhere, exceeded, probe));
+            w.arrive(5, w.from({}, w.node(1), to, problem, probe));
+        };
+        w.run(true);
+        QCOMPARE(w.events, QStringList{hop(1, w.node(1).toString(), "10.0 ms", "TTL expired in transit")}
+                               + silentFrom(2) + QStringList{"C"});
+    }
+
+    // Fault caught: a ping that sends at the wrong pace, mis-times (not from the kernel's
+    // stamp) or mislabels a reply, lists a reply from elsewhere or one after its two seconds,
+    // keeps its socket, or never ends; replies, losses and ICMP errors each become their own
+    // row, in arrival order; IPv6 rows look like IPv4's.
+    void ping_data()
+    {
+        QTest::addColumn<bool>("v6");
+        QTest::addColumn<bool>("datagram");
+        QTest::newRow("IPv4, raw") << false << false;
+        QTest::newRow("IPv6, datagram") << true << true;
+    }
+    void ping()
+    {
+        QFETCH(bool, v6);
+        QFETCH(bool, datagram);
+        World w("-", v6, datagram);   // a silent target: the test answers each echo itself
+        const QHostAddress router = w.node(3);
+        int echo = 0;
+        w.extra = [&](const QHostAddress& to, const QByteArray& probe) {
+            const QByteArray reply = echoReplyTo(probe);
+            if (++echo == 1) {   // answered, after an answer from elsewhere
+                w.arrive(0.1, w.from(reply, router, to, 0, probe));
+                w.arrive(0.25, w.from(reply, to, to, 0, probe));
+            } else if (echo == 3) {   // answered after its two seconds: lost
+                w.arrive(2500, w.from(reply, to, to, 0, probe));
+            } else if (echo == 4) {
+                w.arrive(0.75, w.from({}, router, to, v6 ? icmp::kV6DestinationUnreachable : icmp::kDestinationUnreachable,
+                                      probe));
+            }
+        };
+        w.run(false);
+        const QString unreachable = "E|Destination net unreachable (from " + router.toString() + ")";
+        QCOMPARE(w.events, (QStringList{"P|" + w.node(1).toString() + "|target.test|0.25 ms|32|61", "E|Request timed out",
+                                        unreachable, "E|Request timed out", "C"}));
+        QCOMPARE(w.atMs, (std::vector<double>{0.25, 3000, 3000.75, 4000, 4000}));
+        QCOMPARE(w.sent.size(), size_t(4));
+        QCOMPARE(w.openSockets, 0);
     }
 
     // Fault caught: a replaced run that still raises rows or its own SequenceComplete (which
-    // would re-enable the buttons mid-run), a failed send leaving a run without an end, or the
-    // control destroyed (the window closed) mid-run keeping its socket or its alarms.
+    // would re-enable the buttons mid-run), a failed send leaving a trace without an end, or
+    // the control destroyed (the window closed) mid-run keeping its socket or its alarms.
     void secondRunAndSendFailure()
     {
-        Engine e;
-        e.start(false);
-        e.advanceMs(0.1);
-        e.reply(0);
-        e.advanceMs(0.1);
-        e.start(true);
-        QCOMPARE(e.openSockets, 1);
-        e.advanceMs(0.1);
-        e.reply(1);   // the trace's probe for hop 1 reaches the target
-        e.advanceMs(10000);
-        QCOMPARE(e.events, (QStringList{"P|198.18.5.2|target.test|0.05 ms|32|61",
-                                        "T|1|198.18.5.2|target.test|0.05 ms|Success", "C"}));
-        e.sendError = ENETUNREACH;
-        e.start(true);
-        e.advanceMs(1);
-        QCOMPARE(e.events.mid(3), (QStringList{"E|Transmit failed: no route to the destination network", "C"}));
-        e.sendError = 0;
-        e.start(false);
-        e.control.reset();
-        QVERIFY(e.openSockets == 0 && e.alarms.empty());
+        World w("1!");
+        w.run(false, 2);
+        w.run(true, 10000);
+        QCOMPARE(w.events, (QStringList{"P|198.18.1.1|target.test|1.00 ms|32|61",
+                                        hop(1, "198.18.1.1", "1.00 ms", "Success", "target.test"), "C"}));
+        w.sendError = ENETUNREACH;
+        w.run(true, 1);
+        QCOMPARE(w.events.mid(3), (QStringList{"E|Transmit failed: no route to the destination network", "C"}));
+        w.sendError = 0;
+        w.run(false, 0);
+        w.control.reset();
+        QVERIFY(w.openSockets == 0 && w.alarms.empty());
     }
 
     // Fault caught: lookups answered on the worker thread, or calling back into a run that is
@@ -203,12 +361,12 @@ private slots:
         SystemNameLookup lookup;
         QObject context;
         QStringList results;
-        lookup.nameOf(addr(127, 0, 0, 1), &context, [&](const QString& name) {
+        lookup.nameOf(QHostAddress::LocalHost, &context, [&](const QString& name) {
             results << name + (QThread::currentThread() == context.thread() ? "" : " off the UI thread");
         });
-        lookup.addressOf("localhost", &context, [&](std::optional<quint32> a) { results << dottedQuad(*a); });
+        lookup.addressOf("localhost", &context, [&](std::optional<QHostAddress> a) { results << a->toString(); });
         auto gone = std::make_unique<QObject>();
-        lookup.nameOf(addr(127, 0, 0, 1), gone.get(), [&](const QString&) { results << "called back when gone"; });
+        lookup.nameOf(QHostAddress::LocalHost, gone.get(), [&](const QString&) { results << "called back when gone"; });
         gone.reset();
         QTRY_COMPARE_WITH_TIMEOUT(results.size(), 2, 5000);
         QTest::qWait(200);

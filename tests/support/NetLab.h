@@ -1,0 +1,100 @@
+// One network lab (lab/netlab.sh) for a test: namespaces built on construction, removed on destruction.
+// A test target that uses it:
+//   target_compile_definitions(tst_x PRIVATE PATHLARK_LAB_DIR="${PROJECT_SOURCE_DIR}/lab"
+//                              PATHLARK_DELAY_HOLDER="${CMAKE_BINARY_DIR}/lab/delay_holder")
+//   set_property(GLOBAL APPEND PROPERTY PATHLARK_LAB_USERS tst_x)  # delay_holder is built first
+#pragma once
+
+#include <QFileInfo>
+#include <QProcess>
+#include <QtTest>
+#include <atomic>
+#include <memory>
+#include <unistd.h>
+#include <vector>
+
+#ifndef PATHLARK_DELAY_HOLDER
+#define PATHLARK_DELAY_HOLDER ""
+#endif
+
+// In a test function: skip where no lab can be built here, fail where building one broke.
+#define NETLAB_REQUIRE(lab)                                                                                  \
+    do {                                                                                                     \
+        if (!(lab).canRun()) QSKIP(qPrintable((lab).error()));                                               \
+        QVERIFY2((lab).ready(), qPrintable((lab).error()));                                                  \
+    } while (false)
+
+struct NetLabOptions {
+    int delayMs = 0; // per link direction, path topology only
+    bool kernelRateLimit = false; // true: the kernel's ICMP rate limits, as real routers have
+};
+
+class NetLab {
+public:
+    struct Result { int status = -1; QByteArray out; }; // -1: did not finish in time, or crashed
+
+    explicit NetLab(const QString& topology, NetLabOptions options = {})
+        : m_name(QStringLiteral("pl-%1-%2-%3").arg(topology.left(4)).arg(::getpid()).arg(s_counter++))
+    {
+        if (::geteuid() != 0)
+            m_error = QStringLiteral("needs root to build network namespaces (CI runs as root)");
+        else if (options.delayMs > 0 && !QFileInfo(QStringLiteral(PATHLARK_DELAY_HOLDER)).isExecutable())
+            m_error = QStringLiteral("delay_holder is not built (needs libnetfilter-queue-dev)");
+        if ((m_canRun = m_error.isEmpty())) {
+            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+            env.insert("NETLAB_DELAY_MS", QString::number(options.delayMs));
+            env.insert("NETLAB_RATELIMIT", options.kernelRateLimit ? "default" : "0");
+            env.insert("NETLAB_HOLDER", PATHLARK_DELAY_HOLDER);
+            QProcess up;
+            up.setProcessEnvironment(env);
+            up.start("bash", {script(), "up", m_name, topology});
+            m_ready = up.waitForFinished(60000) && up.exitStatus() == QProcess::NormalExit && up.exitCode() == 0;
+            m_error = m_ready ? QString() : "netlab.sh up " + m_name + ' ' + topology + ": " + up.readAllStandardError();
+        }
+    }
+    ~NetLab()
+    {
+        for (const auto& p : m_processes)
+            p->kill(), p->waitForFinished(3000);
+        m_processes.clear();
+        if (m_canRun)
+            QProcess::execute("bash", {script(), "down", m_name});
+    }
+    Q_DISABLE_COPY_MOVE(NetLab)
+
+    bool canRun() const { return m_canRun; }
+    bool ready() const { return m_ready; }
+    QString error() const { return m_error; }
+    QString name(const QString& node) const { return m_name + u'-' + node; }
+
+    // Runs a command inside a node, killed after timeoutMs.
+    Result run(const QString& node, const QStringList& args, int timeoutMs = 10000) const
+    {
+        QProcess p;
+        p.start("ip", QStringList{"netns", "exec", name(node)} + args);
+        Result result;
+        if (p.waitForFinished(timeoutMs) && p.exitStatus() == QProcess::NormalExit)
+            result.status = p.exitCode();
+        else
+            p.kill(), p.waitForFinished(1000);
+        result.out = p.readAllStandardOutput();
+        return result;
+    }
+
+    // Starts a command inside a node; the lab kills it before taking the node down.
+    QProcess* start(const QString& node, const QStringList& args)
+    {
+        const auto& p = m_processes.emplace_back(std::make_unique<QProcess>());
+        p->start("ip", QStringList{"netns", "exec", name(node)} + args);
+        return p.get();
+    }
+
+private:
+    static QString script() { return QStringLiteral(PATHLARK_LAB_DIR "/netlab.sh"); }
+
+    static inline std::atomic<int> s_counter = 0;
+    const QString m_name;
+    QString m_error;
+    bool m_canRun = false, m_ready = false;
+    std::vector<std::unique_ptr<QProcess>> m_processes;
+};
