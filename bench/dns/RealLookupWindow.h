@@ -43,7 +43,7 @@ public:
     QString box() const { return form->HostResponse->text(); }
 
     SystemResolver resolver;
-    FormHarness harness{true, true, &resolver};
+    FormHarness harness{{.adjust = [this](Platform& p) { p.resolver = &resolver; }}};
     std::unique_ptr<Form1>& form = harness.form;
     int completions = 0;
 

@@ -105,17 +105,12 @@ bool clickToShown(RealLookupWindow& w)
                 return false;
             }
             click.push_back(msSince(t));
-            QElapsedTimer c;
-            c.start();
-            w.resolver.gethostbyname(name.toUtf8());
-            check.push_back(msSince(c));
             raw.push_back(gethostbynameOnce(name.toUtf8()));
         }
         for (int i = 0; i < kGetentRounds; ++i)
             getent.push_back(getentOnce(name.toUtf8()));
         std::printf(" %s\n", qPrintable(name));
         report("click -> shown", click);
-        report("  of which blocking host check", check);
         report("  gethostbyname_r alone", raw);
         report("getent hosts", getent);
         allClick.insert(allClick.end(), click.begin(), click.end());

@@ -357,13 +357,19 @@ void Form1::showInvalidDomain(const QString& host)
     m_platform.messageBox->show(this, host + QStringLiteral(" is an invaild domain name."), MessageBox::kNoIcon, kTitle);
 }
 
-bool Form1::checkHost(QLineEdit* box)
+void Form1::checkHost(QLineEdit* box, quint64& generation,
+                      std::function<void(const QString& host, bool found)> then)
 {
     cutTrailingSlash(box);
-    if (m_platform.resolver->gethostbyname(box->text().toUtf8()))
-        return true;
-    showInvalidDomain(box->text());
-    return false;
+    const QString host = box->text();
+    const quint64 check = ++generation;
+    m_platform.resolver->checkHost(host.toUtf8(), this, [this, host, check, &generation, then](bool found) {
+        if (check != generation)   // the same button was pressed again meanwhile: the newest wins
+            return;
+        if (!found)
+            showInvalidDomain(host);
+        then(host, found);
+    });
 }
 
 void Form1::cutTrailingSlash(QLineEdit* box)

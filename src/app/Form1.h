@@ -8,6 +8,7 @@
 #include <QWidget>
 
 #include <array>
+#include <functional>
 
 class IcmpControl;
 class Label;
@@ -154,9 +155,13 @@ private:
     void showInvalidDomain(const QString& host);
     // Cuts a trailing slash from the box's text, in place.
     static void cutTrailingSlash(QLineEdit* box);
-    // Cuts the box's trailing slash, then asks the resolver (blocking) whether its text names a
-    // host; when it does not, says so in a message box. True when the host resolves.
-    bool checkHost(QLineEdit* box);
+    // Cuts the box's trailing slash, then asks the resolver, off the UI thread, whether its text
+    // names a host; when it does not, says so in a message box. `then` goes on with the text
+    // checked and the answer, unless a newer check of the same page (`generation`) came since.
+    void checkHost(QLineEdit* box, quint64& generation, std::function<void(const QString& host, bool found)> then);
+    quint64 m_pingCheck = 0;
+    quint64 m_traceCheck = 0;
+    quint64 m_lookupCheck = 0;
 
     Platform m_platform;
     QPushButton* m_defaultButton = nullptr;

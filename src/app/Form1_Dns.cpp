@@ -30,8 +30,14 @@ void Form1::wireDns()
     onWindowMessage(ReceiveWindow, [this](const WindowMessage& m) {
         if (m.msg != WM_LBUTTONUP)
             return;
-        const auto word = [&m](int shift) { return float(qint16(quint16(quint64(m.lParam) >> shift))); };
-        ReceiveWindow_MouseUp(0, 0, word(0), word(16));
+        const auto word = [&m](int shift) { return qint16(quint16(quint64(m.lParam) >> shift)); };
+        // Only the newest lookup is shown; an older one that succeeded still releases its start-up.
+        if (qint32(m.wParam) != AsyncHandle) {
+            if (word(16) == 0)
+                m_platform.resolver->WSACleanup();
+            return;
+        }
+        ReceiveWindow_MouseUp(0, 0, float(word(0)), float(word(16)));
     });
 }
 
@@ -41,18 +47,19 @@ void Form1::DoLookup_Click()
         showNotConnected();
         return;
     }
-    // Only chooses between the warning and the caption: the lookup goes ahead either way.
-    if (checkHost(DNSHost)) {
-        axICMP1->setHostAddress(DNSHost->text());
-        lblCaptionDNS->setCaption(QStringLiteral("Looking up ") + axICMP1->HostAddress());
-    }
-
-    HostResponse->setVisible(true);
-    HostResponse->setText(QString());
-    if (m_platform.resolver->WSAStartup(sockets_layer::kVersion11, WsaData) != 0)
-        return;
-    AsyncHandle = WSAAsyncGetHostByNameAlias(ReceiveWindow, kLookupDoneMessage, DNSHost->text());
-    HostResponse->appendText(retCodeLine(AsyncHandle));
+    // The check only chooses between the warning and the caption: the lookup goes ahead either way.
+    checkHost(DNSHost, m_lookupCheck, [this](const QString& host, bool found) {
+        if (found) {
+            axICMP1->setHostAddress(host);
+            lblCaptionDNS->setCaption(QStringLiteral("Looking up ") + axICMP1->HostAddress());
+        }
+        HostResponse->setVisible(true);
+        HostResponse->setText(QString());
+        if (m_platform.resolver->WSAStartup(sockets_layer::kVersion11, WsaData) != 0)
+            return;
+        AsyncHandle = WSAAsyncGetHostByNameAlias(ReceiveWindow, kLookupDoneMessage, host);
+        HostResponse->appendText(retCodeLine(AsyncHandle));
+    });
 }
 
 qint32 Form1::WSAAsyncGetHostByNameAlias(QObject* hWnd, qint16 wMsg, const QString& Host)
@@ -61,11 +68,16 @@ qint32 Form1::WSAAsyncGetHostByNameAlias(QObject* hWnd, qint16 wMsg, const QStri
     const QByteArray host = Host.toUtf8();
     const quint32 address = inet_addr(host);
     const auto msg = quint32(qint32(wMsg));
-    if (address == INADDR_NONE)
-        return resolver.WSAAsyncGetHostByName(hWnd, msg, host, HostEntBuf.data(), int(HostEntBuf.size()));
-    const QByteArray bytes(reinterpret_cast<const char*>(&address), kAddressLength);
-    return resolver.WSAAsyncGetHostByAddr(hWnd, msg, bytes, kAddressLength, kAddressType, HostEntBuf.data(),
-                                          int(HostEntBuf.size()));
+    if (address != INADDR_NONE) {
+        const QByteArray bytes(reinterpret_cast<const char*>(&address), kAddressLength);
+        return resolver.WSAAsyncGetHostByAddr(hWnd, msg, bytes, kAddressLength, kAddressType, HostEntBuf.data(),
+                                              int(HostEntBuf.size()));
+    }
+    // An IPv6 address typed is looked up by address too, as a dotted one is.
+    if (const QByteArray v6 = inet6Address(host); !v6.isEmpty())
+        return resolver.WSAAsyncGetHostByAddr(hWnd, msg, v6, int(v6.size()), AF_INET6, HostEntBuf.data(),
+                                              int(HostEntBuf.size()));
+    return resolver.WSAAsyncGetHostByName(hWnd, msg, host, HostEntBuf.data(), int(HostEntBuf.size()));
 }
 
 void Form1::ReceiveWindow_MouseUp(qint16 /*Button*/, qint16 /*Shift*/, float /*X*/, float Y)

@@ -33,14 +33,16 @@ void Form1::cmdPing_Click()
         return;
     }
     // Texts under two characters are kept as typed, and still checked.
-    if (!checkHost(txtRemote))
-        return;
-    axICMP1->setHostAddress(txtRemote->text());
-    txtRemoteTrace->setText(txtRemote->text());
-    lblCaption->setCaption(QStringLiteral("Pinging ") + axICMP1->HostAddress() + QStringLiteral(" with ")
-                           + QString::number(axICMP1->CharsPerPacket()) + QStringLiteral(" bytes of data"));
-    ListView1->clear();
-    axICMP1->Ping();
+    checkHost(txtRemote, m_pingCheck, [this](const QString& host, bool found) {
+        if (!found)
+            return;
+        axICMP1->setHostAddress(host);
+        txtRemoteTrace->setText(host);
+        lblCaption->setCaption(QStringLiteral("Pinging ") + axICMP1->HostAddress() + QStringLiteral(" with ")
+                               + QString::number(axICMP1->CharsPerPacket()) + QStringLiteral(" bytes of data"));
+        ListView1->clear();
+        axICMP1->Ping();
+    });
 }
 
 void Form1::cmdCancel_Click()
@@ -60,15 +62,17 @@ void Form1::cmdTraceroute_Click()
     cmdTraceroute->setEnabled(false);
     cmdCancelTrace->setEnabled(true);
     ListView1->setColumnHeader(QStringLiteral("TTL"), QStringLiteral("Return Code"));
-    if (!checkHost(txtRemoteTrace)) {
-        cmdTraceroute->setEnabled(true);
-        cmdPing->setEnabled(true);
-        return;
-    }
-    axICMP1->setHostAddress(txtRemoteTrace->text());
-    lblCaptionTrace->setCaption(QStringLiteral("Tracing route to ") + axICMP1->HostAddress());
-    ListView1->clear();
-    axICMP1->Trace();
+    checkHost(txtRemoteTrace, m_traceCheck, [this](const QString& host, bool found) {
+        if (!found) {
+            cmdTraceroute->setEnabled(true);
+            cmdPing->setEnabled(true);
+            return;
+        }
+        axICMP1->setHostAddress(host);
+        lblCaptionTrace->setCaption(QStringLiteral("Tracing route to ") + axICMP1->HostAddress());
+        ListView1->clear();
+        axICMP1->Trace();
+    });
 }
 
 void Form1::cmdCancelTrace_Click()

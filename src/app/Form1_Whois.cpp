@@ -97,10 +97,9 @@ void Form1::Winsock1_Close()
     if (Winsock1->State() != 0)
         Winsock1->Close();
     WI_AddCR();
-    QString answer = whois::answerText(ResponseText);
-    if (WI_AnswerCut)
-        answer += QStringLiteral("\r\n\r\n[The answer was longer than 32 MB: only its first 32 MB are shown.]");
-    HostResponse->setText(answer);
+    // Shown from the very bytes: a large answer is laid out a slice at a time, never copied.
+    HostResponse->setText(ResponseText, whois::answerEncoding(ResponseText),
+                          WI_AnswerCut ? whois::answerCutNote() : QString());
     Command1->setEnabled(true);
     m_platform.busyPointer->setBusy(false);
 }
@@ -118,5 +117,5 @@ void Form1::Timer1_Timer()
 
 void Form1::WI_AddCR()
 {
-    ResponseText = whois::WI_AddCR(ResponseText);
+    whois::WI_AddCR(ResponseText);
 }

@@ -2,6 +2,8 @@
 
 #include "HostEntDecode.h"
 
+#include <QHostAddress>
+
 namespace {
 
 const QString kLineEnd = QStringLiteral("\r\n");
@@ -20,11 +22,16 @@ QString retCodeLine(qint32 handle)
 
 QStringList hostEntryPieces(const DecodedHostEntry& entry)
 {
-    // The first byte keeps the blank of its sign place: "IP:  192.0.2.7".
+    // The first byte keeps the blank of its sign place: "IP:  192.0.2.7". An IPv6 address
+    // keeps the same layout: "IP:  2001:db8::10".
     QString ip = QStringLiteral("IP: ");
-    for (qsizetype i = 0; i < entry.address.size(); ++i) {
-        const int byte = quint8(entry.address[i]);
-        ip += i == 0 ? signedNumber(byte) : u'.' + QString::number(byte);
+    if (entry.address.size() == 16) {
+        ip += u' ' + QHostAddress(reinterpret_cast<const quint8*>(entry.address.constData())).toString();
+    } else {
+        for (qsizetype i = 0; i < entry.address.size(); ++i) {
+            const int byte = quint8(entry.address[i]);
+            ip += i == 0 ? signedNumber(byte) : u'.' + QString::number(byte);
+        }
     }
     QStringList pieces{ip, kLineEnd + QStringLiteral("Host Name: ") + QString::fromUtf8(entry.name)};
     for (const QByteArray& alias : entry.aliases)

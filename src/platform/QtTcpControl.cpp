@@ -1,8 +1,13 @@
 #include "QtTcpControl.h"
 
+#include "OffThread.h"
+
 #include <QHostAddress>
 #include <QNetworkProxy>
 #include <QUrl>
+
+#include <netdb.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -26,6 +31,23 @@ bool canBeHost(const QString& host)
     return true;
 }
 
+QList<QHostAddress> addressesOf(const QByteArray& name)
+{
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* list = nullptr;
+    QList<QHostAddress> addresses;
+    if (::getaddrinfo(name.constData(), nullptr, &hints, &list) == 0) {
+        for (const addrinfo* a = list; a; a = a->ai_next) {
+            if (a->ai_family == AF_INET || a->ai_family == AF_INET6)
+                addresses << QHostAddress(a->ai_addr);
+        }
+        ::freeaddrinfo(list);
+    }
+    return addresses;
+}
+
 } // namespace
 
 QtTcpControl::QtTcpControl(QObject* parent)
@@ -36,6 +58,8 @@ QtTcpControl::QtTcpControl(QObject* parent)
 void QtTcpControl::Close()
 {
     m_state = kClosed;
+    ++m_attempt;
+    m_addresses.clear();
     if (!m_socket)
         return;
     // A close made here raises no closed(): cut the socket loose before aborting it.
@@ -64,8 +88,31 @@ void QtTcpControl::Connect()
     connect(m_socket, &QTcpSocket::readyRead, this, &QtTcpControl::onReadyRead);
     connect(m_socket, &QTcpSocket::disconnected, this, &QtTcpControl::onDisconnected);
     connect(m_socket, &QTcpSocket::errorOccurred, this, &QtTcpControl::onErrorOccurred);
-    m_state = QHostAddress(m_host).isNull() ? kResolvingHost : kConnecting;
-    m_socket->connectToHost(m_host, quint16(m_port));
+    if (const QHostAddress literal(m_host); !literal.isNull()) {
+        m_addresses = {literal};
+        connectToNext();
+        return;
+    }
+    m_state = kResolvingHost;
+    runOffThread<QList<QHostAddress>>(
+        this, [name = m_host.toUtf8()] { return addressesOf(name); },
+        [this, attempt = m_attempt](const QList<QHostAddress>& addresses) {
+            if (attempt != m_attempt)   // closed, or connecting elsewhere, meanwhile
+                return;
+            m_addresses = addresses;
+            connectToNext();
+        },
+        {});
+}
+
+void QtTcpControl::connectToNext()
+{
+    if (m_addresses.isEmpty()) {
+        m_state = kFailed;
+        return;
+    }
+    m_state = kConnecting;
+    m_socket->connectToHost(m_addresses.takeFirst(), quint16(m_port));
 }
 
 void QtTcpControl::SendData(const QByteArray& data)
@@ -99,6 +146,18 @@ void QtTcpControl::onDisconnected()
 void QtTcpControl::onErrorOccurred(QAbstractSocket::SocketError error)
 {
     // The server's close is not a failure: disconnected() follows it.
-    if (error != QAbstractSocket::RemoteHostClosedError)
-        m_state = kFailed;
+    if (error == QAbstractSocket::RemoteHostClosedError)
+        return;
+    // A name with several addresses: the next one may answer where this one did not.
+    if (m_state == kConnecting && !m_addresses.isEmpty()) {
+        // Not from inside the socket's own signal: from the event loop, if nothing changed since.
+        QMetaObject::invokeMethod(this, [this, attempt = m_attempt] {
+            if (attempt == m_attempt && m_socket && m_state == kConnecting) {
+                m_socket->abort();
+                connectToNext();
+            }
+        }, Qt::QueuedConnection);
+        return;
+    }
+    m_state = kFailed;
 }

@@ -3,6 +3,8 @@
 
 #include <QByteArray>
 
+#include <functional>
+
 class QObject;
 
 // The system resolver (hosts file, DNS, whatever nsswitch says), and the sockets layer
@@ -10,8 +12,10 @@ class QObject;
 class Resolver {
 public:
     virtual ~Resolver() = default;
-    // Blocking, on the calling thread: does the name have an IPv4 host entry?
-    virtual bool gethostbyname(const QByteArray& host) = 0;
+    // Does `host` name a host with an IPv4 or an IPv6 address? Asked off the UI thread, as a
+    // resolver may take seconds; `done` gets the answer on the thread of `context`, never
+    // after `context` is destroyed.
+    virtual void checkHost(const QByteArray& host, QObject* context, std::function<void(bool found)> done) = 0;
 
     // 0 when the sockets layer is started, else an error number. Each start wants one cleanup.
     virtual int WSAStartup(quint16 versionRequested, WSADATA& data) = 0;

@@ -48,3 +48,11 @@ quint32 inet_addr(const QByteArray& text)
         return INADDR_NONE;
     return ::inet_addr(text.constData());
 }
+
+QByteArray inet6Address(const QByteArray& text)
+{
+    in6_addr address{};
+    if (text.contains('\0') || ::inet_pton(AF_INET6, text.constData(), &address) != 1)
+        return {};
+    return QByteArray(reinterpret_cast<const char*>(address.s6_addr), sizeof address.s6_addr);
+}

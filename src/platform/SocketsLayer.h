@@ -31,3 +31,5 @@ int startups();
 // when the text is a dotted address, INADDR_NONE (0xFFFFFFFF) otherwise, which
 // "255.255.255.255" also gives.
 quint32 inet_addr(const QByteArray& text);
+// The 16 bytes of an IPv6 address written as text ("2001:db8::1"); empty for anything else.
+QByteArray inet6Address(const QByteArray& text);

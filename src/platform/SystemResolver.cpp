@@ -33,18 +33,21 @@ SystemResolver::SystemResolver()
 // Lookups still running deliver nothing once the receiver has gone.
 SystemResolver::~SystemResolver() = default;
 
-bool SystemResolver::gethostbyname(const QByteArray& host)
+void SystemResolver::checkHost(const QByteArray& host, QObject* context, std::function<void(bool found)> done)
 {
-    if (host.contains('\0'))
-        return false;
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* result = nullptr;
-    const int status = ::getaddrinfo(host.constData(), nullptr, &hints, &result);
-    if (result)
-        ::freeaddrinfo(result);
-    return status == 0;
+    const auto work = [host] {
+        if (host.contains('\0'))   // glibc would read a shorter name than the one typed
+            return false;
+        addrinfo hints{};
+        hints.ai_family = AF_UNSPEC;
+        hints.ai_socktype = SOCK_STREAM;
+        addrinfo* result = nullptr;
+        const int status = ::getaddrinfo(host.constData(), nullptr, &hints, &result);
+        if (result)
+            ::freeaddrinfo(result);
+        return status == 0;
+    };
+    runOffThread<bool>(context, work, std::move(done), false);
 }
 
 int SystemResolver::WSAStartup(quint16 versionRequested, WSADATA& data)
@@ -110,19 +113,35 @@ SystemResolver::Answer SystemResolver::lookUp(const Query& query, int buflen)
     hostent h{};
     hostent* result = nullptr;
     int hErrno = 0;
-    for (;;) {
-        const int rc = query.byAddress
-            ? ::gethostbyaddr_r(query.text.constData(), socklen_t(query.text.size()), query.addrType, &h,
-                                scratch.data(), scratch.size(), &result, &hErrno)
-            : ::gethostbyname_r(query.text.constData(), &h, scratch.data(), scratch.size(), &result, &hErrno);
-        if (rc != ERANGE)
-            break;
-        if (scratch.size() >= kMaxScratch) {
-            answer.error = WSAENOBUFS;
-            answer.length = 0xFFFF;
-            return answer;
+    // One lookup, its scratch space grown as glibc asks; false when the entry would not fit at all.
+    const auto run = [&](const auto& call) {
+        for (;;) {
+            if (call() != ERANGE)
+                return true;
+            if (scratch.size() >= kMaxScratch)
+                return false;
+            scratch.resize(scratch.size() * 2);
         }
-        scratch.resize(scratch.size() * 2);
+    };
+    const auto byName = [&](int family) {
+        return run([&] {
+            return ::gethostbyname2_r(query.text.constData(), family, &h, scratch.data(), scratch.size(), &result,
+                                      &hErrno);
+        });
+    };
+    bool fits = query.byAddress ? run([&] {
+        return ::gethostbyaddr_r(query.text.constData(), socklen_t(query.text.size()), query.addrType, &h,
+                                 scratch.data(), scratch.size(), &result, &hErrno);
+    })
+                                : byName(AF_INET);
+    // A name with no IPv4 address at all gets its IPv6 addresses: otherwise a host that the
+    // user can reach would only ever give the error line.
+    if (fits && !result && !query.byAddress && (hErrno == HOST_NOT_FOUND || hErrno == NO_DATA))
+        fits = byName(AF_INET6);
+    if (!fits) {
+        answer.error = WSAENOBUFS;
+        answer.length = 0xFFFF;
+        return answer;
     }
     if (!result) {
         answer.error = lookupErrorFromHErrno(hErrno);

@@ -6,15 +6,15 @@
 
 #include <memory>
 
-// The system resolver through glibc: the blocking check with getaddrinfo, the background
-// lookups with gethostbyname_r / gethostbyaddr_r off the UI thread, each
-// request packing its entry into a buffer of its own.
+// The system resolver through glibc, always off the UI thread: the host check with
+// getaddrinfo, the background lookups with gethostbyname_r / gethostbyaddr_r, each request
+// packing its entry into a buffer of its own.
 class SystemResolver final : public Resolver {
 public:
     SystemResolver();
     ~SystemResolver() override;
 
-    bool gethostbyname(const QByteArray& host) override;
+    void checkHost(const QByteArray& host, QObject* context, std::function<void(bool found)> done) override;
     int WSAStartup(quint16 versionRequested, WSADATA& data) override;
     int WSACleanup() override;
     qint32 WSAAsyncGetHostByName(QObject* hWnd, quint32 wMsg, const QByteArray& name, char* buf,

@@ -4,59 +4,64 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 namespace whois {
 
-namespace {
-
-const char* nextLineFeed(const char* from, const char* last)
+void WI_AddCR(QByteArray& text)
 {
-    return static_cast<const char*>(std::memchr(from, '\n', size_t(last - from)));
+    // In place, from the end towards the start, as each LF only moves what follows it: an
+    // answer may be 32 MB of line feeds, and building the result beside the original (as
+    // QByteArray::replace does) would hold both at once.
+    const qsizetype oldSize = text.size();
+    const qsizetype lineFeeds = text.count('\n');
+    if (lineFeeds == 0)
+        return;
+    text.resize(oldSize + lineFeeds);
+    char* const data = text.data();
+    qsizetype to = text.size();
+    qsizetype from = oldSize;
+    while (from > 0) {
+        const char* const start = data;
+        const void* lf = memrchr(start, '\n', size_t(from));
+        const qsizetype at = lf ? static_cast<const char*>(lf) - start : -1;
+        const qsizetype run = from - (at + 1);   // the bytes after that LF, up to `from`
+        to -= run;
+        std::memmove(data + to, data + at + 1, size_t(run));
+        if (at < 0)
+            break;
+        data[--to] = '\n';
+        data[--to] = '\r';
+        from = at;
+    }
 }
 
-} // namespace
-
-QByteArray WI_AddCR(QByteArrayView text)
+QStringConverter::Encoding answerEncoding(QByteArrayView bytes)
 {
-    // A chunk at a time, small enough to stay in the cache between counting its LFs and copying it.
-    constexpr qsizetype kChunk = 64 * 1024;
-    // Room for a LF in every 16 bytes, more than whois lines need. Denser line ends grow the buffer
-    // once, to what the rest would take were it all LFs: doubling would hold twice the memory.
-    QByteArray out;
-    out.reserve(text.size() + text.size() / 16);
-    for (qsizetype at = 0; at < text.size(); at += kChunk) {
-        const char* from = text.data() + at;
-        const char* const last = from + std::min(kChunk, text.size() - at);
-        qsizetype lineFeeds = 0;
-        for (const char* lf = nextLineFeed(from, last); lf; lf = nextLineFeed(lf + 1, last))
-            ++lineFeeds;
-        qsizetype to = out.size();
-        const qsizetype size = to + (last - from) + lineFeeds;
-        if (size > out.capacity())
-            out.reserve(size + 2 * (text.size() - at - (last - from)));
-        out.resize(size);
-        char* const o = out.data();
-        for (const char* lf = nextLineFeed(from, last); lf; lf = nextLineFeed(from, last)) {
-            std::memcpy(o + to, from, size_t(lf - from));
-            to += lf - from;
-            o[to++] = '\r';
-            o[to++] = '\n';
-            from = lf + 1;
-        }
-        std::memcpy(o + to, from, size_t(last - from));
+    // Decoded a slice at a time into one small buffer, between sequences, so no copy of the
+    // whole answer is made.
+    constexpr qsizetype kSlice = 1 << 20;
+    const auto isContinuation = [&](qsizetype i) { return (quint8(bytes[i]) & 0xC0) == 0x80; };
+    std::vector<QChar> scratch(size_t(std::min(bytes.size(), kSlice)));
+    for (qsizetype at = 0; at < bytes.size();) {
+        qsizetype end = std::min(bytes.size(), at + kSlice);
+        for (int back = 0; back < 3 && end < bytes.size() && isContinuation(end); ++back)
+            --end;
+        // Stateless: a sequence cut short at the end counts as invalid, not as pending.
+        QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        utf8.appendToBuffer(scratch.data(), bytes.sliced(at, end - at));
+        if (utf8.hasError())
+            return QStringConverter::Latin1;
+        at = end;
     }
-    return out;
+    return QStringConverter::Utf8;
 }
 
 QString answerText(QByteArrayView bytes)
 {
-    // Stateless: a sequence cut short at the end counts as invalid, not as pending.
-    QStringDecoder utf8(QStringDecoder::Utf8,
-                        QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
-    QString text = utf8.decode(bytes);
-    if (!utf8.hasError())
-        return text;
-    return QString::fromLatin1(bytes);
+    QStringDecoder decoder(answerEncoding(bytes),
+                           QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+    return decoder.decode(bytes);
 }
 
 qsizetype answerCut(QByteArrayView bytes, qsizetype cap)
@@ -69,6 +74,12 @@ qsizetype answerCut(QByteArrayView bytes, qsizetype cap)
     while (start > 0 && cap - start < 3 && isContinuation(start))
         --start;
     return start < cap && quint8(bytes[start]) >= 0xC0 ? start : cap;
+}
+
+QString answerCutNote()
+{
+    return QStringLiteral("\r\n\r\n[The answer was longer than %1 MB: only its first %1 MB are shown.]")
+        .arg(kAnswerCap / (1024 * 1024));
 }
 
 } // namespace whois

@@ -1,10 +1,13 @@
 #include "WhoisQuery.h"
 
+#include <QRegularExpression>
+
 namespace whois {
 
 QByteArray queryLine(const QString& query)
 {
-    return query.toUtf8().append("\r\n");
+    const qsizetype lineEnd = query.indexOf(QRegularExpression(QStringLiteral("[\r\n]")));
+    return query.left(lineEnd).toUtf8().append("\r\n");
 }
 
 std::optional<qint32> portNumber(QStringView text)

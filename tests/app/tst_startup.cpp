@@ -35,7 +35,7 @@ private slots:
         QFETCH(bool, dialUp);
         QFETCH(QString, localIp);
         QFETCH(bool, connected);
-        FormHarness h(false);
+        FormHarness h({.load = false});
         if (dialUp)
             h.interfaces.list.push_back(F::dialUp("ppp0", kAddr));
         h.icmp->localIp = localIp;
@@ -113,7 +113,7 @@ private slots:
         QFETCH(Interfaces, interfaces);
         QFETCH(QString, hostName);
         QFETCH(bool, connected);
-        FormHarness h(false);
+        FormHarness h({.load = false});
         h.interfaces.list = interfaces;
         h.interfaces.host = hostName;
         Platform p = h.platform();

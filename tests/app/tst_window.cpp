@@ -56,7 +56,7 @@ private slots:
     {
         QFETCH(int, index);
         const ControlSpec& control = controlTable()[index];
-        FormHarness h(false);
+        FormHarness h({.load = false});
         Form1& form = *h.form;
         form.show();
         QVERIFY(QTest::qWaitForWindowExposed(&form));
@@ -114,7 +114,7 @@ private slots:
     // The window itself: caption, fixed size, icon, no maximise, tab captions and the table's columns.
     void windowAndTabs()
     {
-        FormHarness h(false);
+        FormHarness h({.load = false});
         Form1& form = *h.form;
         QCOMPARE(form.windowTitle(), QStringLiteral("Pathlark"));
         QCOMPARE(form.size(), QSize(599, 351));
@@ -149,7 +149,7 @@ private slots:
     // The output area: the text box covers the table exactly when it is visible.
     void outputAreaStacking()
     {
-        FormHarness h(false);
+        FormHarness h({.load = false});
         Form1& form = *h.form;
         form.show();
         QVERIFY(QTest::qWaitForWindowExposed(&form));
@@ -165,7 +165,7 @@ private slots:
     // A label sized to its caption that keeps its old size, or a fixed label that resizes.
     void labelsFollowTheirCaption()
     {
-        FormHarness h(false);
+        FormHarness h({.load = false});
         Form1& form = *h.form;
         const QSize before = form.Label1->size();
         form.Label1->setCaption(QStringLiteral("Remote Host: https://with.a.longer.prefix/"));

@@ -8,10 +8,13 @@
 #include <QPointer>
 #include <QSet>
 
+#include <algorithm>
+#include <functional>
 #include <vector>
 
 // The system resolver by rule.
-// - Blocking check: names resolve unless listed in `unknown`.
+// - Host check: names resolve unless listed in `unknown`; answered at once, or held until the
+//   test calls completeChecks() while `holdChecks` is set.
 // - Sockets layer: starts unless `startupError` is set; counts starts and cleanups.
 // - Background lookups (handles after `lastHandle`, or 0 with `refuse`) stay in flight until
 //   the test calls complete(handle), in any order; they answer with the entry for their key
@@ -25,14 +28,21 @@ public:
         quint32 wMsg;
         char* buf;
         int buflen;
+        int addrType = 0;   // a lookup by address: the address family of `key`
         bool done = false;
     };
 
-    bool gethostbyname(const QByteArray& host) override
+    void checkHost(const QByteArray& host, QObject* context, std::function<void(bool)> done) override
     {
         checked << host;
-        return !unknown.contains(host);
+        heldChecks.push_back([context = QPointer(context), done, found = !unknown.contains(host)] {
+            if (context)
+                done(found);
+        });
+        if (!holdChecks)
+            completeChecks();
     }
+    void completeChecks() { std::ranges::for_each(std::exchange(heldChecks, {}), [](const auto& f) { f(); }); }
     int WSAStartup(quint16, WSADATA& data) override
     {
         if (startupError)
@@ -48,12 +58,12 @@ public:
     }
     qint32 WSAAsyncGetHostByName(QObject* hWnd, quint32 wMsg, const QByteArray& name, char* buf, int buflen) override
     {
-        return request({0, name, hWnd, wMsg, buf, buflen});
+        return request({0, name, hWnd, wMsg, buf, buflen, 0});
     }
-    qint32 WSAAsyncGetHostByAddr(QObject* hWnd, quint32 wMsg, const QByteArray& addr, int len, int, char* buf,
+    qint32 WSAAsyncGetHostByAddr(QObject* hWnd, quint32 wMsg, const QByteArray& addr, int len, int type, char* buf,
                                  int buflen) override
     {
-        return request({0, addr.left(len), hWnd, wMsg, buf, buflen});
+        return request({0, addr.left(len), hWnd, wMsg, buf, buflen, type});
     }
 
     // Finishes a request in flight by its rule; false when it is not in flight.
@@ -76,6 +86,8 @@ public:
 
     QSet<QByteArray> unknown;
     QList<QByteArray> checked;
+    bool holdChecks = false;
+    std::vector<std::function<void()>> heldChecks;
     int startupError = 0;
     int startups = 0;
     int cleanups = 0;

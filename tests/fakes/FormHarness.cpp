@@ -1,13 +1,22 @@
 #include "FormHarness.h"
 
-FormHarness::FormHarness(bool load, bool connected, Resolver* realResolver_)
-    : realResolver(realResolver_)
+#include "app/MultiLineTextBox.h"
+
+FormHarness::FormHarness(Options options)
 {
-    form = std::make_unique<Form1>(platform());
-    if (!connected)
+    Platform p = platform();
+    if (options.adjust)
+        options.adjust(p);
+    form = std::make_unique<Form1>(p);
+    if (!options.connected && icmp)
         icmp->localIp = QStringLiteral("127.0.0.1");
-    if (load)
+    if (options.load)
         form->Form_Load();
+}
+
+MultiLineTextBox* FormHarness::textBox(const char* name) const
+{
+    return find<MultiLineTextBox>(name);
 }
 
 Platform FormHarness::platform()
@@ -16,7 +25,7 @@ Platform FormHarness::platform()
     p.messageBox = &messageBox;
     p.busyPointer = &busyPointer;
     p.interfaceList = &interfaces;
-    p.resolver = realResolver ? realResolver : &resolver;
+    p.resolver = &resolver;
     p.shell = &shell;
     p.helpViewer = &helpViewer;
     p.createIcmpControl = [this](QObject* parent) { return icmp = new FakeIcmpControl(parent); };

@@ -10,12 +10,31 @@
 #include "FakeTimer.h"
 #include "app/Form1.h"
 
+#include <QLineEdit>
+#include <QPushButton>
+
+#include <functional>
 #include <memory>
 
-// The main window wired to fakes. `connected` decides what start-up finds. A test of the
-// real resolver hands it in as `realResolver`; the fake one then stays unused.
+class MultiLineTextBox;
+
+// The main window wired to fakes.
 struct FormHarness {
-    explicit FormHarness(bool load = true, bool connected = true, Resolver* realResolver = nullptr);
+    struct Options {
+        bool load = true;        // run start-up
+        bool connected = true;   // what start-up finds
+        // Puts real adapters in place of fakes before the window is made.
+        std::function<void(Platform&)> adjust;
+    };
+    explicit FormHarness(Options options);
+    FormHarness() : FormHarness(Options{}) {}
+
+    // The window's controls by their names, as a user finds them.
+    template <typename W = QWidget>
+    W* find(const char* name) const { return form->findChild<W*>(QLatin1String(name)); }
+    QPushButton* button(const char* name) const { return find<QPushButton>(name); }
+    QLineEdit* edit(const char* name) const { return find<QLineEdit>(name); }
+    MultiLineTextBox* textBox(const char* name = "HostResponse") const;
 
     FakeMessageBox messageBox;
     FakeBusyPointer busyPointer;
@@ -26,7 +45,6 @@ struct FormHarness {
     FakeIcmpControl* icmp = nullptr;
     FakeTcpControl* tcp = nullptr;
     FakeTimer* timer = nullptr;
-    Resolver* realResolver = nullptr;
     std::unique_ptr<Form1> form;
 
     Platform platform();

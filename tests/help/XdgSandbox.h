@@ -24,7 +24,10 @@ struct XdgSandbox {
     }();
     XdgShell shell{XdgDesktop(env)};
     XdgHelpViewer viewer{XdgDesktop(env)};
-    FormHarness h{false};
+    FormHarness h{{.adjust = [this](Platform& p) {
+        p.shell = &shell;
+        p.helpViewer = &viewer;
+    }}};
 
     XdgSandbox()
     {
@@ -33,11 +36,6 @@ struct XdgSandbox {
         // The file-type database, without the machine's registered applications.
         QFile::link("/usr/share/mime", root.filePath("XDG_DATA_DIRS/mime"));
         writeHelp();
-        Platform platform = h.platform();
-        platform.shell = &shell;
-        platform.helpViewer = &viewer;
-        h.form = std::make_unique<Form1>(platform);
-        h.form->Form_Load();
         h.form->programFolder = folder;
     }
     static void write(const QString& path, const QByteArray& text)

@@ -105,7 +105,7 @@ private slots:
         QFETCH(bool, connected);
         QFETCH(QString, used);
         QFETCH(QString, message);
-        FormHarness h(true, connected);
+        FormHarness h({.connected = connected});
         Form1& f = *h.form;
         h.resolver.unknown << "bad";
         h.messageBox.shown.clear();   // start-up's own warning

@@ -11,15 +11,12 @@
 // the Whois page in front.
 struct WhoisPage {
     explicit WhoisPage(bool realTimer = false)
+        : harness({.adjust = [realTimer](Platform& p) {
+            p.createTcpControl = [](QObject* parent) { return new QtTcpControl(parent); };
+            if (realTimer)
+                p.createTimer = [](QObject* parent) { return new QtTimer(parent); };
+        }})
     {
-        Platform p = harness.platform();
-        p.createTcpControl = [](QObject* parent) { return new QtTcpControl(parent); };
-        if (realTimer)
-            p.createTimer = [](QObject* parent) { return new QtTimer(parent); };
-        harness.tcp = nullptr;   // the first form's fakes; the fake timer is made afresh below
-        harness.timer = nullptr;
-        harness.form = std::make_unique<Form1>(p);
-        form().Form_Load();
         form().show();
         form().SSTab1->setCurrentIndex(3);
     }
@@ -40,5 +37,5 @@ struct WhoisPage {
     bool idle() const { return harness.form->Command1->isEnabled() && !harness.busyPointer.isBusy(); }
     bool querying() const { return !harness.form->Command1->isEnabled() && harness.busyPointer.isBusy(); }
 
-    FormHarness harness{false};
+    FormHarness harness;
 };

@@ -1,13 +1,24 @@
-// The whois answer's bytes, and the Whois page driven as a user would against servers on 127.0.0.1.
-#include "WhoisPage.h"
+// The whois answer's bytes, and the Whois page driven as a user would against servers on
+// 127.0.0.1: ordinary answers, hostile ones, and servers that never finish.
+#include "FormHarness.h"
+#include "app/MultiLineTextBox.h"
+#include "platform/QtMessageBox.h"
+#include "platform/QtTcpControl.h"
+#include "platform/QtTimer.h"
 #include "whois/WhoisAnswer.h"
 
+#include <QAccessible>
+#include <QClipboard>
 #include <QElapsedTimer>
+#include <QMessageBox>
 #include <QPointer>
 #include <QRandomGenerator>
-#include <QRegularExpression>
+#include <QTabWidget>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QtTest>
+
+#include <fstream>
 
 namespace {
 
@@ -16,7 +27,7 @@ const QString kTimedOut =
 
 // A whois server on the test's own event loop. Once the query line is in, it sends the answer
 // (in pieces a millisecond apart if asked) and closes, or holds the connection open, or
-// streams lines until the client goes.
+// streams `answer` over and over until the client goes.
 struct Server {
     enum Mode { Close, Hold, Endless };
     explicit Server(QByteArray answer = {}, Mode mode = Close, int pieceSize = 0)
@@ -47,7 +58,7 @@ struct Server {
     void stream()
     {
         while (mode == Endless && client->state() == QAbstractSocket::ConnectedState && client->bytesToWrite() < 1 << 20)
-            client->write(QByteArray("endless stream of whois lines\r\n").repeated(2048));
+            client->write(answer.repeated(std::max<qsizetype>(1, 65536 / answer.size())));
     }
 
     QByteArray answer;
@@ -59,6 +70,47 @@ struct Server {
     QTcpServer server;
 };
 
+// The window on fakes but with the real TCP connection (and, if asked, the real timer), the
+// Whois page in front.
+struct Page : FormHarness {
+    explicit Page(bool realTimer = false)
+        : FormHarness({.adjust = [realTimer](Platform& p) {
+            p.createTcpControl = [](QObject* parent) { return new QtTcpControl(parent); };
+            if (realTimer)
+                p.createTimer = [](QObject* parent) { return new QtTimer(parent); };
+        }})
+    {
+        form->show();
+        find<QTabWidget>("SSTab1")->setCurrentIndex(3);
+    }
+    void query(const QString& domain, const QString& server, const QString& port)
+    {
+        // Key clicks carry ASCII only; other letters come in as if pasted.
+        for (const auto& [box, text] : {std::pair(edit("Text1"), domain), {edit("Text2"), server}, {edit("Text3"), port}}) {
+            box->clear();
+            text.toLatin1() == text.toUtf8() && !text.contains(u'\r') && !text.contains(u'\n') ? QTest::keyClicks(box, text)
+                                                                                       : box->insert(text);
+        }
+        QTest::mouseClick(button("Command1"), Qt::LeftButton);
+    }
+    void query(const QString& domain, quint16 port) { query(domain, QStringLiteral("127.0.0.1"), QString::number(port)); }
+    QString shown() const { return textBox()->text(); }
+    QString onScreen() const { return textBox()->document()->toPlainText(); }
+    bool idle() const { return button("Command1")->isEnabled() && !busyPointer.isBusy() && textBox()->isShown(); }
+    bool querying() const { return !button("Command1")->isEnabled() && busyPointer.isBusy(); }
+};
+
+long peakKb()
+{
+    std::ifstream status("/proc/self/status");
+    std::string key;
+    long kb = 0;
+    while (status >> key && key != "VmHWM:") {
+    }
+    status >> kb;
+    return kb;
+}
+
 } // namespace
 
 class TestWhois : public QObject {
@@ -69,16 +121,14 @@ private slots:
     {
         QTest::addColumn<QByteArray>("in");
         QTest::addColumn<QByteArray>("out");
-        const QByteArray chunk(64 * 1024 - 1, 'a');
         QTest::newRow("empty stays empty") << QByteArray() << QByteArray();
         QTest::newRow("no line end") << QByteArray("abc") << QByteArray("abc");
         QTest::newRow("CR LF gets its own CR") << QByteArray("a\r\nb\r\n") << QByteArray("a\r\r\nb\r\r\n");
         QTest::newRow("NUL bytes kept") << QByteArray("a\0\nb\0", 5) << QByteArray("a\0\r\nb\0", 6);
-        QTest::newRow("LFs around 64 kB") << chunk + "\n\nb\n" + chunk + "\n"
-                                          << chunk + "\r\n\r\nb\r\n" + chunk + "\r\n";
-        // Random LF, CR and letters against a byte-by-byte conversion; every tenth spans several 64 kB chunks.
+        QTest::newRow("line feeds only") << QByteArray("\n\n\n") << QByteArray("\r\n\r\n\r\n");
+        // Random LF, CR and letters against a byte-by-byte conversion.
         QRandomGenerator random(5);
-        for (int round = 0; round < 400; ++round) {
+        for (int round = 0; round < 200; ++round) {
             QByteArray in(round % 10 ? random.bounded(80) : random.bounded(60000, 200000), Qt::Uninitialized);
             QByteArray out;
             for (char& c : in) {
@@ -93,32 +143,22 @@ private slots:
     void addCr()
     {
         QFETCH(QByteArray, in);
-        QFETCH(QByteArray, out);
-        QCOMPARE(whois::WI_AddCR(in), out);
+        whois::WI_AddCR(in);
+        QTEST(in, "out");
     }
 
     // Catches a cut that splits a UTF-8 letter (the whole answer would turn Latin-1) or passes the cap.
-    void answerCut_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<int>("cap");
-        QTest::addColumn<int>("kept");
-        QTest::newRow("under the cap") << QByteArray("abc") << 5 << 3;
-        QTest::newRow("two-byte letter split") << QByteArray("abcd\xc3\xbc") << 5 << 4;
-        QTest::newRow("two-byte letter whole") << QByteArray("abc\xc3\xbcx") << 5 << 5;
-        QTest::newRow("four bytes, 3 kept") << QByteArray("ab\xf0\x9f\x8c\x8d") << 5 << 2;
-        QTest::newRow("Latin-1 high bytes") << QByteArray("a\xa9\xa9\xa9\xa9\xa9") << 4 << 4;
-    }
     void answerCut()
     {
-        QFETCH(QByteArray, bytes);
-        QFETCH(int, cap);
-        QFETCH(int, kept);
-        QCOMPARE(whois::answerCut(bytes, cap), qsizetype(kept));
+        const std::tuple<QByteArray, int, int> cases[] = {{"abc", 5, 3}, {"abcd\xc3\xbc", 5, 4}, {"abc\xc3\xbcx", 5, 5},
+                                                          {"ab\xf0\x9f\x8c\x8d", 5, 2}, {"a\xa9\xa9\xa9\xa9\xa9", 4, 4}};
+        for (const auto& [bytes, cap, kept] : cases)
+            QCOMPARE(whois::answerCut(bytes, cap), qsizetype(kept));
     }
 
-    // Catches an answer shown with wrong line ends or letters (UTF-8 as such, else byte for byte), shown
-    // early, or a page left busy; a wrong slash trim, a query line other than the box and CR LF.
+    // Catches an answer shown with wrong line ends or letters (UTF-8 as such, else byte for byte),
+    // control characters hidden or drawn as boxes, an answer shown early or a page left busy; a
+    // wrong slash trim, a query line other than the box's first line and CR LF.
     void query_data()
     {
         QTest::addColumn<QString>("typed");
@@ -126,31 +166,31 @@ private slots:
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<int>("pieceSize");
         QTest::addColumn<QString>("shown");
-        const auto answer = [](const char* name, const QByteArray& bytes, int pieceSize, const QString& shown) {
-            QTest::newRow(name) << "example.org" << QByteArray("example.org\r\n") << bytes << pieceSize << shown;
+        QTest::addColumn<QString>("onScreen");
+        const auto answer = [](const char* name, const QByteArray& bytes, int pieceSize, const QString& shown,
+                               const QString& onScreen) {
+            QTest::newRow(name) << "example.org" << QByteArray("example.org\r\n") << bytes << pieceSize << shown << onScreen;
         };
-        const QByteArray line("Registrant Street: 1 Example Road\n");
-        const QByteArray big = line.repeated(5 * 1024 * 1024 / line.size());
-        QByteArray all;
-        for (int b = 0; b < 256; ++b)
-            all += char(b);
-        answer("LF lines", "Domain: EXAMPLE.ORG\nStatus: ok\n", 0, "Domain: EXAMPLE.ORG\r\nStatus: ok\r\n");
-        answer("CR LF lines", "Domain: EXAMPLE.ORG\r\nStatus: ok\r\n", 0, "Domain: EXAMPLE.ORG\r\r\nStatus: ok\r\r\n");
-        answer("empty", {}, 0, {});
+        answer("LF lines", "Domain: EXAMPLE.ORG\nStatus: ok\n", 0, "Domain: EXAMPLE.ORG\r\nStatus: ok\r\n",
+               "Domain: EXAMPLE.ORG\nStatus: ok\n");
+        answer("CR LF lines", "a\r\nb\r\n\r\rc", 0, "a\r\r\nb\r\r\n\r\rc", "a\nb\n\nc");
+        answer("empty", {}, 0, {}, {});
         answer("many small pieces", QByteArray("line one\nline two\r\n").repeated(20), 3,
-               QStringLiteral("line one\r\nline two\r\r\n").repeated(20));
-        answer("UTF-8, letters split across pieces", "City: M\xc3\xbcnchen\n", 8, QStringLiteral("City: München\r\n"));
-        answer("Latin-1", "City: M\xfcnchen\n", 0, QStringLiteral("City: München\r\n"));
-        answer("UTF-8 then a Latin-1 byte", "\xc3\xbc \xfc", 0, QStringLiteral("\u00c3\u00bc \u00fc"));
-        answer("UTF-8 cut short at the end", "ab\xc3", 0, QStringLiteral("ab\u00c3"));
-        answer("surrogate in UTF-8 form", "\xed\xa0\x80", 0, QStringLiteral("\u00ed\u00a0\u0080"));
-        answer("byte-order mark kept", "\xef\xbb\xbfx", 0, QStringLiteral("\ufeffx"));
-        answer("every byte value, NUL first", all, 0, QString::fromLatin1(all).replace(u'\n', QStringLiteral("\r\n")));
-        answer("5 MB", big, 0, QString::fromLatin1(big).replace(u'\n', QStringLiteral("\r\n")));
+               QStringLiteral("line one\r\nline two\r\r\n").repeated(20), QStringLiteral("line one\nline two\n").repeated(20));
+        answer("UTF-8, letters split across pieces", "City: M\xc3\xbcnchen\n", 8, "City: München\r\n", "City: München\n");
+        answer("Latin-1", "City: M\xfcnchen\n", 0, "City: München\r\n", "City: München\n");
+        answer("UTF-8 then a Latin-1 byte", "\xc3\xbc \xfc", 0, "\u00c3\u00bc \u00fc", "\u00c3\u00bc \u00fc");
+        answer("UTF-8 cut short at the end", "ab\xc3", 0, "ab\u00c3", "ab\u00c3");
+        answer("byte-order mark kept", "\xef\xbb\xbfx", 0, QStringLiteral("\ufeffx"), QStringLiteral("\ufeffx"));
+        answer("control characters shown", QByteArray("a\0b\x1b\x07\x08\x7f\x0b\tc", 10), 0,
+               QString::fromLatin1("a\0b\x1b\x07\x08\x7f\x0b\tc", 10), "a\u2400b\u241b\u2407\u2408\u2421\u240b\tc");
+        answer("bidirectional controls shown", "x\xe2\x80\xaey\xe2\x81\xa6z", 0, "x\u202ey\u2066z", "x\ufffdy\ufffdz");
+        answer("Latin-1 C1 controls shown", "\x85\x9b\xe9", 0, "\u0085\u009b\u00e9", "\ufffd\ufffd\u00e9");
         for (const auto& [typed, sent] : {std::pair("abc/", "abc"), {"ab/c", "ab"}, {"a/bc", "a/bc"}, {"abc//", "abc"},
-                                          {"", ""}, {"a", "a"}, {"/", "/"}, {"münchen.de/", "münchen.de"}})
-            QTest::addRow("typed \"%s\"", typed) << QString(typed) << QByteArray(sent) + "\r\n" << QByteArray("ok\n") << 0
-                                                << QStringLiteral("ok\r\n");
+                                          {"", ""}, {"a", "a"}, {"/", "/"}, {"münchen.de/", "münchen.de"},
+                                          {"example.org\r\nsecond line", "example.org"}, {"example.org\n", "example.org"}})
+            QTest::addRow("typed \"%s\"", qPrintable(QString(typed).replace(u'\n', "\\n").replace(u'\r', "\\r"))) << QString(typed) << QByteArray(sent) + "\r\n" << QByteArray("ok\n") << 0
+                                                << QStringLiteral("ok\r\n") << QStringLiteral("ok\n");
     }
     void query()
     {
@@ -158,24 +198,76 @@ private slots:
         QFETCH(QByteArray, sent);
         QFETCH(QByteArray, answer);
         QFETCH(int, pieceSize);
-        QFETCH(QString, shown);
         Server server(answer, Server::Close, pieceSize);
-        WhoisPage page;
-        page.form().HostResponse->setText(QStringLiteral("left by another page"));
-        page.form().HostResponse->hide();
+        Page page;
+        page.textBox()->setText(QStringLiteral("left by another page"));
+        page.textBox()->hide();
         page.query(typed, QStringLiteral("localhost"), QString::number(server.port()));   // from the hosts file
-        QCOMPARE(page.form().Text1->text(), QString::fromUtf8(sent.chopped(2)));
         QVERIFY(page.querying());
-        QVERIFY(page.form().HostResponse->isVisible());
+        QVERIFY(page.textBox()->isVisible());
         QCOMPARE(page.shown(), QString());
-        QVERIFY(page.harness.timer->isEnabled() && page.harness.timer->interval() == 30000);
+        QVERIFY(page.timer->isEnabled() && page.timer->interval() == 30000);
 
         QTRY_VERIFY_WITH_TIMEOUT(page.idle(), 20000);
         QCOMPARE(server.received, sent);
-        QCOMPARE(page.shown(), shown);
-        // On screen, each run of CRs with its LF is one line break; a no-break space reads as a space.
-        QString onScreen = QString(shown).replace(QRegularExpression(QStringLiteral("\r+\n?")), QStringLiteral("\n"));
-        QCOMPARE(page.form().HostResponse->toPlainText(), onScreen.replace(u'\u00a0', u' '));
+        QTEST(page.shown(), "shown");
+        QTEST(page.onScreen(), "onScreen");
+    }
+
+    // Catches a hostile answer that freezes the window (one long line, whose layout time grows
+    // with its square; an endless stream), takes memory beyond a few times its size, or hides
+    // part of itself from a screen reader or from a copy (a NUL, cuts made for layout).
+    void hostileAnswer_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<bool>("endless");
+        QTest::addColumn<qsizetype>("shownChars");   // on screen
+        QTest::newRow("1 MiB in one line") << QByteArray(1 << 20, 'x') << false << qsizetype(1 << 20);
+        QTest::newRow("a NUL, then more") << QByteArray("visible\0hidden?", 15).repeated(1000) << false << qsizetype(15000);
+        QTest::newRow("endless stream without line ends") << QByteArray("0123456789") << true
+                                                          << qsizetype(whois::kAnswerCap + whois::answerCutNote().size() - 4);
+    }
+    void hostileAnswer()
+    {
+        QFETCH(QByteArray, answer);
+        QFETCH(bool, endless);
+        Server server(answer, endless ? Server::Endless : Server::Close);
+        Page page;
+        QElapsedTimer clock;
+        qint64 last = 0, longestGap = 0, closedAt = -1;
+        QTimer ticker;
+        QObject::connect(&ticker, &QTimer::timeout, [&] {
+            longestGap = std::max(longestGap, clock.elapsed() - last);
+            last = clock.elapsed();
+            if (closedAt < 0 && server.clientGone)
+                closedAt = last;
+        });
+        std::ofstream("/proc/self/clear_refs") << "5";   // the peak starts from here
+        const long before = peakKb();
+        ticker.start(5);
+        clock.start();
+        page.query(QStringLiteral("example.org"), server.port());
+        QTRY_VERIFY_WITH_TIMEOUT(page.idle(), 60000);
+        const qint64 shownAfter = clock.elapsed() - closedAt;
+        const long peakAbove = peakKb() - before;
+        // The benchmark holds these to 150 ms, 1 s and 3 s; here, with other tests on the same cores,
+        // bounds a freeze cannot pass (a 1 MiB line used to take 43 s).
+#ifndef PATHLARK_SANITIZED   // times and memory as users meet them, not under the sanitizers' weight
+        QVERIFY2(longestGap < 500 && shownAfter < (endless ? 6000 : 3000),
+                 qPrintable(QStringLiteral("UI stalled %1 ms; shown %2 ms after the close").arg(longestGap).arg(shownAfter)));
+        QVERIFY2(!endless || peakAbove < 6 * (whois::kAnswerCap >> 10), qPrintable(QString::number(peakAbove)));
+#endif
+        QFETCH(qsizetype, shownChars);
+        QCOMPARE(page.onScreen().remove(u'\n').size(), shownChars);
+        QVERIFY(!page.onScreen().contains(QChar(0)));
+        // A screen reader gets the whole text; a copy of it all carries no cut made for layout.
+        QAccessibleInterface* reader = QAccessible::queryAccessibleInterface(page.textBox());
+        QCOMPARE(reader->textInterface()->characterCount(), page.textBox()->document()->characterCount() - 1);
+        page.textBox()->selectAll();
+        page.textBox()->copy();
+        QCOMPARE(QGuiApplication::clipboard()->text().size(), qsizetype(endless ? shownChars + 2 : shownChars));
+        Q_UNUSED(shownAfter);
+        Q_UNUSED(peakAbove);
     }
 
     // Catches a query that hangs or outlives the window, shows a partial or late answer, keeps the
@@ -198,13 +290,12 @@ private slots:
         QFETCH(bool, listening);
         QFETCH(bool, closeWindow);
         Server server("partial answer\n", Server::Hold);
-        WhoisPage page;
+        Page page;
         page.query(QStringLiteral("example.org"), serverName, QString::number(listening ? server.port() : Server().port()));
         QTest::qWait(200);
-        QCOMPARE(page.form().ResponseText, listening ? QByteArray("partial answer\n") : QByteArray());
         QVERIFY(page.querying());
         QCOMPARE(page.shown(), QString());
-        closeWindow ? void(page.form().close()) : page.harness.timer->fire();
+        closeWindow ? void(page.form->close()) : page.timer->fire();
         QCOMPARE(page.shown(), closeWindow ? QString() : kTimedOut);
         QTRY_COMPARE(server.clientGone, listening);
         if (closeWindow)
@@ -217,21 +308,6 @@ private slots:
         QCOMPARE(page.shown(), QString());
         QTRY_VERIFY(page.idle());
         QCOMPARE(page.shown(), QStringLiteral("second answer\r\n"));
-    }
-
-    // Catches a runaway answer that eats memory or never ends the query.
-    void endlessStreamIsCut()
-    {
-        Server server({}, Server::Endless);
-        WhoisPage page;
-        page.query(QStringLiteral("example.org"), server.port());
-        QTRY_VERIFY_WITH_TIMEOUT(page.idle(), 60000);
-        const QString note = QStringLiteral("\r\n\r\n[The answer was longer than 32 MB: only its first 32 MB are shown.]");
-        QVERIFY(page.shown().endsWith(note));
-        const qsizetype lineFeeds = page.form().ResponseText.count('\n');
-        QCOMPARE(page.form().ResponseText.size() - lineFeeds, whois::kAnswerCap);
-        QTRY_VERIFY(server.clientGone);
-        QVERIFY(!page.harness.timer->isEnabled());
     }
 
     // Catches a bad port (or no connection) that leaves the button disabled or the hourglass on,
@@ -256,21 +332,37 @@ private slots:
         QFETCH(QString, port);
         QFETCH(int, expected);
         QFETCH(QString, message);
-        FormHarness h(true, online);
+        FormHarness h({.connected = online});
         h.messageBox.shown.clear();
-        h.form->HostResponse->setText(QStringLiteral("earlier answer"));
-        h.form->Text3->setText(port);
+        h.textBox()->setText(QStringLiteral("earlier answer"));
+        h.edit("Text3")->setText(port);
         bool busyWhileShown = false;
-        h.messageBox.onShow = [&](const auto&) { busyWhileShown = h.busyPointer.isBusy() || !h.form->Command1->isEnabled(); };
-        QTest::mouseClick(h.form->Command1, Qt::LeftButton);
+        h.messageBox.onShow = [&](const auto&) { busyWhileShown = h.busyPointer.isBusy() || !h.button("Command1")->isEnabled(); };
+        QTest::mouseClick(h.button("Command1"), Qt::LeftButton);
         QCOMPARE(h.tcp->connects ? h.tcp->remotePort : -1, expected);
         QCOMPARE(h.messageBox.shown.size(), size_t(message.isEmpty() ? 0 : 1));
         for (const FakeMessageBox::Shown& box : h.messageBox.shown)
             QCOMPARE(QStringList({box.prompt, QString::number(box.flags), box.title}), QStringList({message, "0", "Pathlark"}));
         QVERIFY(!busyWhileShown);
-        QCOMPARE(h.form->Command1->isEnabled(), expected < 0);
+        QCOMPARE(h.button("Command1")->isEnabled(), expected < 0);
         QCOMPARE(h.busyPointer.isBusy(), expected >= 0);
-        QCOMPARE(h.form->HostResponse->text(), expected < 0 ? QStringLiteral("earlier answer") : QString());
+        QCOMPARE(h.textBox()->text(), expected < 0 ? QStringLiteral("earlier answer") : QString());
+    }
+
+    // Catches a message box that reads what the user typed as markup (bold text, an image
+    // loaded from a file).
+    void messageBoxShowsPlainText()
+    {
+        const QString typed = QStringLiteral("<b>bold</b><img src=\"/etc/hostname\"> is an invaild domain name.");
+        QString label;
+        QTimer::singleShot(0, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            label = box && box->textFormat() == Qt::PlainText ? box->text() : QString();
+            if (box)
+                box->accept();
+        });
+        QtMessageBox().show(nullptr, typed, 0, QStringLiteral("Pathlark"));
+        QCOMPARE(label, typed);
     }
 
     // Catches a real timer that still ticks once disabled (the time-out would replace an answer shown),
@@ -292,7 +384,7 @@ private slots:
         if (qEnvironmentVariableIsEmpty("PATHLARK_WHOIS_REAL_TIMER"))
             QSKIP("takes 30 s; runs as its own test (tst_whois_real_timeout) in the optimised build");
         Server server({}, Server::Hold);
-        WhoisPage page(true);
+        Page page(true);
         QElapsedTimer clock;
         clock.start();
         page.query(QString(), server.port());
