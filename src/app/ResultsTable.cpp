@@ -15,6 +15,8 @@ ResultsTable::ResultsTable(QWidget* parent)
     header()->setStretchLastSection(false);
     header()->setMinimumSectionSize(1);   // the narrow "Hop" column is narrower than the style's minimum
     header()->setSectionsMovable(false);
+    // An IPv6 address is wider than its column: its middle gives way, and its tooltip has it whole.
+    setTextElideMode(Qt::ElideMiddle);
 }
 
 void ResultsTable::addColumns(std::span<const ColumnSpec> columns)
@@ -52,8 +54,10 @@ void ResultsTable::addRow(const QString& text, const QStringList& subItems)
 {
     auto* item = new QTreeWidgetItem(this);   // owned by the table
     item->setText(0, text);
-    for (int i = 0; i < subItems.size() && i + 1 < columnCount(); ++i)
+    for (int i = 0; i < subItems.size() && i + 1 < columnCount(); ++i) {
         item->setText(i + 1, subItems[i]);
+        item->setToolTip(i + 1, subItems[i]);
+    }
 }
 
 QStringList ResultsTable::row(int index) const

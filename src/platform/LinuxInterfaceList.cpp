@@ -57,8 +57,9 @@ QString ipv6DefaultRouteInterface()
     constexpr unsigned kRejectRoute = 0x200;
     QString best;
     qulonglong bestMetric = ~0ULL;
-    while (!routes.atEnd()) {
-        const QList<QByteArray> fields = routes.readLine().simplified().split(' ');
+    // Read whole: the kernel gives /proc files no size, so atEnd() may hold before the first line.
+    for (const QByteArray& line : routes.readAll().split('\n')) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
         if (fields.size() < 10 || fields[0] != QByteArray(32, '0') || fields[1] != "00" || fields[9] == "lo")
             continue;
         bool ok = true;
@@ -85,9 +86,10 @@ QString LinuxInterfaceList::defaultRouteInterface(bool ipv6) const
     constexpr unsigned kRouteUp = 0x1;
     QString best;
     qulonglong bestMetric = ~0ULL;
-    routes.readLine();   // header
-    while (!routes.atEnd()) {
-        const QList<QByteArray> fields = routes.readLine().simplified().split(' ');
+    QList<QByteArray> lines = routes.readAll().split('\n');
+    lines.removeFirst();   // the header
+    for (const QByteArray& line : std::as_const(lines)) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
         if (fields.size() < 8)
             continue;
         bool ok = true;

@@ -1,62 +1,24 @@
-// The real interface-list adapter, on this machine and inside network namespaces built here.
+// The real interface-list adapter, on this machine and inside lab namespaces (lab/netlab.sh).
+#include "NetLab.h"
 #include "icmp/LocalAddress.h"
 #include "platform/LinuxInterfaceList.h"
 
-#include <QProcess>
 #include <QRegularExpression>
-#include <QtTest>
 
 #include <net/if.h>
-#include <unistd.h>
 
 namespace {
 
-QString run(const QString& program, const QStringList& args, const QByteArray& input = {}, int* status = nullptr)
+QString run(const QString& program, const QStringList& args)
 {
     QProcess p;
     p.start(program, args);
-    p.write(input);
-    p.closeWriteChannel();
     p.waitForFinished(15000);
-    if (status)
-        *status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
     return QString::fromUtf8(p.readAllStandardOutput());
 }
 
-// A namespace of the test's own, set up by `ip` commands and removed whatever happens.
-class TestNamespace {
-public:
-    explicit TestNamespace(const QByteArray& setup)
-        : m_name(QStringLiteral("pl-app-%1").arg(getpid()))
-    {
-        int status = 1;
-        run("ip", {"netns", "add", m_name}, {}, &status);
-        if (status == 0)
-            run("ip", {"-n", m_name, "-batch", "-"}, "link set lo up\n" + setup, &status);
-        m_ready = status == 0;
-    }
-    ~TestNamespace() { run("ip", {"netns", "del", m_name}); }
-    bool ready() const { return m_ready; }
-
-    // The probe's "key value" lines, run inside the namespace.
-    QMultiMap<QString, QString> probe(const QStringList& extra) const
-    {
-        const QString exe = QCoreApplication::applicationDirPath() + QStringLiteral("/interface_probe");
-        QMultiMap<QString, QString> seen;
-        for (const QString& line : run("ip", QStringList{"netns", "exec", m_name, exe} + extra).split(u'\n'))
-            if (!line.isEmpty())
-                seen.insert(line.section(u' ', 0, 0), line.section(u' ', 1));
-        return seen;
-    }
-
-private:
-    QString m_name;
-    bool m_ready = false;
-};
-
-const QByteArray kTunnel = "tuntap add dev plppp0 mode tun\n"
-                           "addr add 198.18.9.1 peer 198.18.9.2 dev plppp0\n"
-                           "link set plppp0 up\n";
+const QString kTunnel = "tuntap add dev plppp0 mode tun\naddr add 198.18.9.1 peer 198.18.9.2 dev plppp0\n"
+                        "link set plppp0 up\n";
 
 } // namespace
 
@@ -90,45 +52,49 @@ private slots:
         QVERIFY(find("lo") != interfaces.end() && (find("lo")->flags & IFF_LOOPBACK));
         const QRegularExpression dev(QStringLiteral(R"(\bdev\s+(\S+))"));
         QCOMPARE(list.defaultRouteInterface(), dev.match(run("ip", {"-4", "route", "show", "default"})).captured(1));
+        QCOMPARE(list.defaultRouteInterface(true), dev.match(run("ip", {"-6", "route", "show", "default"})).captured(1));
         QCOMPARE(list.hostName(), QSysInfo::machineHostName());
     }
 
     // Machines built in a namespace: loopback only must read as not connected; the default route's
-    // interface wins over the first one listed; a point-to-point link counts as dial-up only while running.
+    // interface wins over the first one listed; a point-to-point link counts as dial-up only while
+    // running; a machine whose only global address is IPv6 is connected and shows that address.
     void namespaces_data()
     {
-        QTest::addColumn<QByteArray>("setup");
+        QTest::addColumn<QString>("topology");
+        QTest::addColumn<QString>("setup");
         QTest::addColumn<QStringList>("probeArgs");
         QTest::addColumn<QString>("localIp");
-        QTest::addColumn<QString>("defaultRoute");
         QTest::addColumn<QString>("dialUp");
-        QTest::newRow("loopback only") << QByteArray() << QStringList() << "127.0.0.1" << "" << "0";
-        QTest::newRow("default route") << QByteArray("link add plother0 type veth peer name plother1\n"
-                                                     "addr add 198.18.50.9/24 dev plother0\n"
-                                                     "link set plother0 up\nlink set plother1 up\n"
-                                                     "link add plup0 type veth peer name plup1\n"
-                                                     "addr add 198.18.60.2/24 dev plup0\n"
-                                                     "link set plup0 up\nlink set plup1 up\n"
-                                                     "route add default via 198.18.60.1\n")
-                                       << QStringList() << "198.18.60.2" << "plup0" << "0";
-        QTest::newRow("tunnel without carrier") << kTunnel << QStringList() << "198.18.9.1" << "" << "0";
-        QTest::newRow("tunnel held open") << kTunnel << QStringList{"--attach-tun", "plppp0"} << "198.18.9.1" << ""
-                                          << "1";
+        QTest::newRow("loopback only") << "bare" << "" << QStringList() << "127.0.0.1" << "0";
+        QTest::newRow("default route") << "bare"
+                                       << "link add plother0 type veth peer name plother1\naddr add 198.18.50.9/24 dev plother0\n"
+                                          "link set plother0 up\nlink set plother1 up\n"
+                                          "link add plup0 type veth peer name plup1\naddr add 198.18.60.2/24 dev plup0\n"
+                                          "link set plup0 up\nlink set plup1 up\nroute add default via 198.18.60.1\n"
+                                       << QStringList() << "198.18.60.2" << "0";
+        QTest::newRow("tunnel without carrier") << "bare" << kTunnel << QStringList() << "198.18.9.1" << "0";
+        QTest::newRow("tunnel held open") << "bare" << kTunnel << QStringList{"--attach-tun", "plppp0"} << "198.18.9.1" << "1";
+        QTest::newRow("IPv6 only") << "v6only" << "" << QStringList() << "2001:db8:60::2" << "0";
     }
     void namespaces()
     {
-        QFETCH(QByteArray, setup);
+        QFETCH(QString, topology);
+        QFETCH(QString, setup);
         QFETCH(QStringList, probeArgs);
-        if (geteuid() != 0)
-            QSKIP("needs root to create network namespaces (CI runs as root)");
-        const TestNamespace ns(setup);
-        QVERIFY2(ns.ready(), "could not build the test namespace");
-        const auto seen = ns.probe(probeArgs);
+        NetLab lab(topology);
+        NETLAB_REQUIRE(lab);
+        QProcess ip;
+        ip.start("ip", {"-n", lab.name("h"), "-batch", "-"});
+        ip.write(setup.toUtf8());
+        ip.closeWriteChannel();
+        QVERIFY(ip.waitForFinished(10000) && ip.exitCode() == 0);
+        QMultiMap<QString, QString> seen;
+        const QString probe = QCoreApplication::applicationDirPath() + QStringLiteral("/interface_probe");
+        for (const QString& line : QString::fromUtf8(lab.run("h", QStringList{probe} + probeArgs).out).split(u'\n'))
+            seen.insert(line.section(u' ', 0, 0), line.section(u' ', 1));
         QTEST(seen.value("localip"), "localIp");
-        QTEST(seen.value("default"), "defaultRoute");
         QTEST(seen.value("dialup"), "dialUp");
-        if (setup.isEmpty())
-            QCOMPARE(seen.values("iface").size(), 1);
     }
 };
 

@@ -30,10 +30,11 @@ const QString kTimedOut =
 // streams `answer` over and over until the client goes.
 struct Server {
     enum Mode { Close, Hold, Endless };
-    explicit Server(QByteArray answer = {}, Mode mode = Close, int pieceSize = 0)
+    explicit Server(QByteArray answer = {}, Mode mode = Close, int pieceSize = 0,
+                    const QHostAddress& address = QHostAddress::LocalHost)
         : answer(std::move(answer)), mode(mode), pieceSize(pieceSize)
     {
-        server.listen(QHostAddress::LocalHost);
+        server.listen(address);
         QObject::connect(&server, &QTcpServer::newConnection, [this] {
             client = server.nextPendingConnection();
             QObject::connect(client, &QTcpSocket::disconnected, [this] { clientGone = true; });
@@ -167,10 +168,13 @@ private slots:
         QTest::addColumn<int>("pieceSize");
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("onScreen");
+        QTest::addColumn<QString>("server");
         const auto answer = [](const char* name, const QByteArray& bytes, int pieceSize, const QString& shown,
-                               const QString& onScreen) {
-            QTest::newRow(name) << "example.org" << QByteArray("example.org\r\n") << bytes << pieceSize << shown << onScreen;
+                               const QString& onScreen, const char* server = "localhost") {
+            QTest::newRow(name) << "example.org" << QByteArray("example.org\r\n") << bytes << pieceSize << shown << onScreen
+                                << server;
         };
+        answer("server at an IPv6 address", "ok\n", 0, "ok\r\n", "ok\n", "::1");
         answer("LF lines", "Domain: EXAMPLE.ORG\nStatus: ok\n", 0, "Domain: EXAMPLE.ORG\r\nStatus: ok\r\n",
                "Domain: EXAMPLE.ORG\nStatus: ok\n");
         answer("CR LF lines", "a\r\nb\r\n\r\rc", 0, "a\r\r\nb\r\r\n\r\rc", "a\nb\n\nc");
@@ -189,8 +193,9 @@ private slots:
         for (const auto& [typed, sent] : {std::pair("abc/", "abc"), {"ab/c", "ab"}, {"a/bc", "a/bc"}, {"abc//", "abc"},
                                           {"", ""}, {"a", "a"}, {"/", "/"}, {"münchen.de/", "münchen.de"},
                                           {"example.org\r\nsecond line", "example.org"}, {"example.org\n", "example.org"}})
-            QTest::addRow("typed \"%s\"", qPrintable(QString(typed).replace(u'\n', "\\n").replace(u'\r', "\\r"))) << QString(typed) << QByteArray(sent) + "\r\n" << QByteArray("ok\n") << 0
-                                                << QStringLiteral("ok\r\n") << QStringLiteral("ok\n");
+            QTest::addRow("typed \"%s\"", qPrintable(QString(typed).replace(u'\n', "\\n").replace(u'\r', "\\r")))
+                << QString(typed) << QByteArray(sent) + "\r\n" << QByteArray("ok\n") << 0 << QStringLiteral("ok\r\n")
+                << QStringLiteral("ok\n") << QStringLiteral("localhost");
     }
     void query()
     {
@@ -198,18 +203,19 @@ private slots:
         QFETCH(QByteArray, sent);
         QFETCH(QByteArray, answer);
         QFETCH(int, pieceSize);
-        Server server(answer, Server::Close, pieceSize);
+        QFETCH(QString, server);
+        Server whois(answer, Server::Close, pieceSize, QHostAddress(server == "::1" ? server : "127.0.0.1"));
         Page page;
         page.textBox()->setText(QStringLiteral("left by another page"));
         page.textBox()->hide();
-        page.query(typed, QStringLiteral("localhost"), QString::number(server.port()));   // from the hosts file
+        page.query(typed, server, QString::number(whois.port()));   // localhost: from the hosts file
         QVERIFY(page.querying());
         QVERIFY(page.textBox()->isVisible());
         QCOMPARE(page.shown(), QString());
         QVERIFY(page.timer->isEnabled() && page.timer->interval() == 30000);
 
         QTRY_VERIFY_WITH_TIMEOUT(page.idle(), 20000);
-        QCOMPARE(server.received, sent);
+        QCOMPARE(whois.received, sent);
         QTEST(page.shown(), "shown");
         QTEST(page.onScreen(), "onScreen");
     }
