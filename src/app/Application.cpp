@@ -1,15 +1,39 @@
 #include "Application.h"
 
 #include "AppIcon.h"
+#include "CommandLine.h"
 #include "Form1.h"
 #include "RealPlatform.h"
 
 #include <QApplication>
+#include <QTimer>
+
+#include <cstdio>
 
 int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onCreated)
 {
+    // Answered before the application object exists: --help works where no display does.
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    const CommandLine line = CommandLine::parse(arguments);
+    switch (line.action) {
+    case CommandLine::Action::PrintHelp:
+        std::fputs(qPrintable(CommandLine::usage()), stdout);
+        return 0;
+    case CommandLine::Action::PrintVersion:
+        std::printf("pathlark %s\n", PATHLARK_VERSION);
+        return 0;
+    case CommandLine::Action::Refuse:
+        std::fprintf(stderr, "pathlark: %s\nTry 'pathlark --help' for the options.\n", qPrintable(line.error));
+        return 2;
+    case CommandLine::Action::OpenWindow:
+        break;
+    }
+
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Pathlark"));
+    QApplication::setApplicationVersion(QStringLiteral(PATHLARK_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("pathlark"));
     QApplication::setWindowIcon(appIcon());
 
@@ -19,6 +43,10 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
     if (onCreated)
         onCreated(form);
     form.showCentred();
+    if (line.page >= 0) {
+        // From the event loop, once the window shows, as the user's own click would come.
+        QTimer::singleShot(0, &form, [&form, &line] { form.openPage(line.page, line.host, line.start, line.server, line.port); });
+    }
     const int status = app.exec();
     form.Form_Terminate();
     return status;

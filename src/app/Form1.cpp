@@ -2,12 +2,14 @@
 
 #include "AppIcon.h"
 #include "ControlTable.h"
+#include "CopySave.h"
 #include "Label.h"
 #include "MultiLineTextBox.h"
+#include "ReadOnlyBox.h"
 #include "ResultsTable.h"
 #include "SlashCut.h"
 #include "platform/IcmpControl.h"
-#include "platform/MessageBox.h"
+#include "platform/ui/Dialogs.h"
 #include "platform/Resolver.h"
 #include "platform/TcpControl.h"
 #include "platform/Timer.h"
@@ -145,10 +147,15 @@ void Form1::buildControls()
     }
     HostResponse->setAccessibleName(tr("Results"));
     ListView1->setAccessibleName(tr("Results"));
+    addCopyAndSave(ListView1, [this](bool all) { return tableText(*ListView1, !all); }, *m_platform.fileDialog,
+                   *m_platform.messageBox);
+    addCopyAndSave(HostResponse, [this](bool all) { return HostResponse->shownText(!all); }, *m_platform.fileDialog,
+                   *m_platform.messageBox);
     ReceiveWindow->setAccessibleName(tr("Lookup completion"));
 
-    // The output area: the text box lies over the table.
+    // The output area: the text box lies over the table, which is shown only when it is not.
     HostResponse->raise();
+    ListView1->setVisible(HostResponse->isHidden());
     // A label sized to its caption may reach into the box it names; the box stays on top.
     for (Label* label : findChildren<Label*>())
         label->lower();
@@ -167,17 +174,11 @@ QWidget* Form1::buildControl(const ControlSpec& control)
         w = new QPushButton(text, this);
         break;
     case ControlKind::TextBox:
-    case ControlKind::ReadOnlyTextBox: {
-        auto* box = new QLineEdit(text, this);
-        if (control.kind == ControlKind::ReadOnlyTextBox) {
-            box->setReadOnly(true);
-            QPalette p = box->palette();
-            p.setColor(QPalette::Base, p.color(QPalette::Button));
-            box->setPalette(p);
-        }
-        w = box;
+        w = new QLineEdit(text, this);
         break;
-    }
+    case ControlKind::ReadOnlyTextBox:
+        w = new ReadOnlyBox(this);
+        break;
     case ControlKind::AutoSizeLabel:
     case ControlKind::FixedLabel:
         w = new Label(control.kind == ControlKind::AutoSizeLabel, this);
@@ -272,6 +273,23 @@ void Form1::showCentred()
     cmdPing->setFocus();
 }
 
+void Form1::openPage(int page, const QString& host, bool start, const QString& server, const QString& port)
+{
+    SSTab1->setCurrentIndex(page);
+    const std::array<std::pair<QLineEdit*, QPushButton*>, 4> pages{
+        {{txtRemote, cmdPing}, {txtRemoteTrace, cmdTraceroute}, {DNSHost, DoLookup}, {Text1, Command1}}};
+    const auto& [box, button] = pages.at(size_t(page));
+    if (!server.isNull())
+        Text2->setText(server);
+    if (!port.isNull())
+        Text3->setText(port);
+    box->setFocus();
+    if (!start)
+        return;
+    box->setText(host);
+    button->click();
+}
+
 void Form1::SSTab1_Click(qint16 /*previoustab*/)
 {
     module.CurrentTab = trimBlanks(SSTab1->tabText(SSTab1->currentIndex()));
@@ -314,6 +332,12 @@ bool Form1::pressEnter()
 bool Form1::eventFilter(QObject* watched, QEvent* event)
 {
     const QEvent::Type type = event->type();
+    // The text box lies over the table: while it shows, the table is hidden too, so that a
+    // screen reader or the Tab key never meets a second, stale "Results" behind it.
+    if (watched == HostResponse && (type == QEvent::ShowToParent || type == QEvent::HideToParent)) {
+        ListView1->setVisible(type == QEvent::HideToParent);
+        return false;
+    }
     if (type != QEvent::KeyPress && type != QEvent::KeyRelease)
         return false;
     auto* widget = qobject_cast<QWidget*>(watched);

@@ -36,6 +36,9 @@ public:
     void Form_Terminate() {}
     void SSTab1_Click(qint16 previoustab);
     void showCentred();
+    // Brings page `page` to the front; with `start`, fills its box with `host` (and the whois
+    // server and port where given) and presses its button, as the user would.
+    void openPage(int page, const QString& host, bool start, const QString& server = {}, const QString& port = {});
 
     // Enter presses the focused button, else the enabled default button, else nothing.
     QPushButton* defaultButton() const { return m_defaultButton; }

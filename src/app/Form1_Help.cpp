@@ -5,7 +5,7 @@
 #include "help/HelpPages.h"
 #include "help/cHtmlHelp.h"
 #include "platform/HelpViewer.h"
-#include "platform/MessageBox.h"
+#include "platform/ui/Dialogs.h"
 #include "platform/Shell.h"
 
 #include <QCoreApplication>
@@ -40,7 +40,10 @@ void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
             self->helpInProgress = false;
     });
 
-    const bool viewerInstalled = m_platform.helpViewer->isInstalled();
+    // A viewer that cannot be sent to a topic would open the help at its first page: the topic's
+    // own page in the browser keeps the user where they asked to be.
+    const bool viewerInstalled = m_platform.helpViewer->isInstalled()
+        && (page.topic.isEmpty() || m_platform.helpViewer->takesTopics());
     if (closedMeanwhile())
         return;
     if (viewerInstalled) {

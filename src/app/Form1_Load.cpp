@@ -5,7 +5,7 @@
 #include "MultiLineTextBox.h"
 #include "platform/IcmpControl.h"
 #include "platform/InterfaceList.h"
-#include "platform/MessageBox.h"
+#include "platform/ui/Dialogs.h"
 #include "platform/TcpControl.h"
 
 #include <QLineEdit>

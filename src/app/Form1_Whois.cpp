@@ -3,8 +3,7 @@
 #include "Form1.h"
 
 #include "MultiLineTextBox.h"
-#include "platform/BusyPointer.h"
-#include "platform/MessageBox.h"
+#include "platform/ui/Dialogs.h"
 #include "platform/TcpControl.h"
 #include "platform/Timer.h"
 #include "whois/WhoisAnswer.h"

@@ -176,10 +176,16 @@ QString MultiLineTextBox::documentText(int from, int to, QStringView lineEnd) co
     return out;
 }
 
-QMimeData* MultiLineTextBox::createMimeDataFromSelection() const
+QString MultiLineTextBox::shownText(bool selectionOnly) const
 {
     const QTextCursor selection = textCursor();
+    return selectionOnly ? documentText(selection.selectionStart(), selection.selectionEnd(), u"\n")
+                         : documentText(0, document()->characterCount() - 1, u"\n");
+}
+
+QMimeData* MultiLineTextBox::createMimeDataFromSelection() const
+{
     auto* data = new QMimeData;
-    data->setText(documentText(selection.selectionStart(), selection.selectionEnd(), u"\n"));
+    data->setText(shownText(true));
     return data;
 }

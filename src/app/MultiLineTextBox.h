@@ -23,6 +23,8 @@ public:
     void appendText(const QString& more) { setText(text() + more); }
     // False while a text is still being laid out for display.
     bool isShown() const { return !m_build; }
+    // The text as shown, or its selected part, lines ending in "\n": what a copy gives.
+    QString shownText(bool selectionOnly) const;
 
 signals:
     // The display has caught up with the text.

@@ -3,9 +3,8 @@
 #include "icmp/AxIcmp.h"
 #include "platform/LinuxIcmpSocket.h"
 #include "platform/LinuxInterfaceList.h"
-#include "platform/QtBusyPointer.h"
+#include "platform/ui/QtDialogs.h"
 #include "platform/QtEngineClock.h"
-#include "platform/QtMessageBox.h"
 #include "platform/QtTcpControl.h"
 #include "platform/QtTimer.h"
 #include "platform/SystemNameLookup.h"
@@ -16,6 +15,7 @@
 struct RealPlatform::Adapters {
     QtMessageBox messageBox;
     QtBusyPointer busyPointer;
+    QtFileDialog fileDialog;
     LinuxInterfaceList interfaceList;
     SystemResolver resolver;
     LinuxIcmpSocketFactory icmpSockets;
@@ -31,6 +31,7 @@ RealPlatform::RealPlatform()
     Adapters& a = *m_adapters;
     m_platform.messageBox = &a.messageBox;
     m_platform.busyPointer = &a.busyPointer;
+    m_platform.fileDialog = &a.fileDialog;
     m_platform.interfaceList = &a.interfaceList;
     m_platform.resolver = &a.resolver;
     m_platform.shell = &a.shell;

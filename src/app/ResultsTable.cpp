@@ -10,7 +10,7 @@ ResultsTable::ResultsTable(QWidget* parent)
     setRootIsDecorated(false);
     setUniformRowHeights(true);
     setItemsExpandable(false);
-    setSelectionMode(QAbstractItemView::SingleSelection);
+    setSelectionMode(QAbstractItemView::ExtendedSelection);   // rows to copy or save
     setAllColumnsShowFocus(true);
     header()->setStretchLastSection(false);
     header()->setMinimumSectionSize(1);   // the narrow "Hop" column is narrower than the style's minimum

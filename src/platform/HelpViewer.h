@@ -14,6 +14,9 @@ public:
     // Asked afresh each time: is a viewer registered for compiled help files? May run the
     // event loop while it waits for the desktop's answer.
     virtual bool isInstalled() = 0;
+    // Can the viewer that isInstalled() found be sent to a topic? Some open the file at its
+    // first page whatever they are given.
+    virtual bool takesTopics() const = 0;
     // kDisplayTopic shows topic `data` of `helpFile` (empty: its default topic);
     // kKeywordLookup looks keyword `data` up. Returns a non-zero window handle when the
     // viewer was started, 0 when nothing was shown. Does not wait for the viewer.

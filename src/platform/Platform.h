@@ -2,6 +2,7 @@
 #include <functional>
 
 class BusyPointer;
+class FileDialog;
 class HelpViewer;
 class IcmpControl;
 class InterfaceList;
@@ -18,6 +19,7 @@ class Timer;
 struct Platform {
     MessageBox* messageBox = nullptr;
     BusyPointer* busyPointer = nullptr;
+    FileDialog* fileDialog = nullptr;
     InterfaceList* interfaceList = nullptr;
     Resolver* resolver = nullptr;
     Shell* shell = nullptr;

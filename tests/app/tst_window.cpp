@@ -100,7 +100,9 @@ private slots:
         // Only the controls of the page in front show.
         for (int page = 0; page < 4; ++page) {
             form.SSTab1->setCurrentIndex(page);
-            const bool shown = control.page == Page::Window ? control.visible : int(control.page) == page;
+            const bool shown = control.kind == ControlKind::ResultsTable ? form.HostResponse->isHidden()
+                : control.page == Page::Window                           ? control.visible
+                                                                         : int(control.page) == page;
             QCOMPARE(w->isVisible(), shown);
         }
 

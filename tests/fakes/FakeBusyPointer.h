@@ -1,5 +1,5 @@
 #pragma once
-#include "platform/BusyPointer.h"
+#include "platform/ui/Dialogs.h"
 
 class FakeBusyPointer final : public BusyPointer {
 public:

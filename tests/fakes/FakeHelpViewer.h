@@ -20,12 +20,14 @@ public:
         }
         return installed;
     }
+    bool takesTopics() const override { return topics; }
     qint32 show(qint64 ownerWindow, const QString& helpFile, int command, const QString& data) override
     {
         calls << QStringLiteral("%1 %2 %3 %4").arg(QString::number(ownerWindow), helpFile, QString::number(command), data);
         return handle;
     }
     bool installed = false;
+    bool topics = true;
     int presenceTests = 0;
     int presenceMs = 0;
     qint32 handle = 7;

@@ -1,5 +1,5 @@
 #pragma once
-#include "platform/MessageBox.h"
+#include "platform/ui/Dialogs.h"
 
 #include <functional>
 #include <vector>

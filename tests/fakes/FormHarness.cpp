@@ -24,6 +24,7 @@ Platform FormHarness::platform()
     Platform p;
     p.messageBox = &messageBox;
     p.busyPointer = &busyPointer;
+    p.fileDialog = &fileDialog;
     p.interfaceList = &interfaces;
     p.resolver = &resolver;
     p.shell = &shell;

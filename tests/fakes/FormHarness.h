@@ -1,5 +1,6 @@
 #pragma once
 #include "FakeBusyPointer.h"
+#include "FakeFileDialog.h"
 #include "FakeHelpViewer.h"
 #include "FakeIcmpControl.h"
 #include "FakeInterfaceList.h"
@@ -38,6 +39,7 @@ struct FormHarness {
 
     FakeMessageBox messageBox;
     FakeBusyPointer busyPointer;
+    FakeFileDialog fileDialog;
     FakeInterfaceList interfaces;
     FakeResolver resolver;
     FakeShell shell;

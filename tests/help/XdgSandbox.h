@@ -24,6 +24,7 @@ struct XdgSandbox {
     }();
     XdgShell shell{XdgDesktop(env)};
     XdgHelpViewer viewer{XdgDesktop(env)};
+    QMap<QString, QString> associations;   // type -> desktop file id
     FormHarness h{{.adjust = [this](Platform& p) {
         p.shell = &shell;
         p.helpViewer = &viewer;
@@ -53,18 +54,23 @@ struct XdgSandbox {
     }
 
     // Registers application `id` for `type` (none when empty): a stand-in `name` that records
-    // its arguments (or, named "broken", cannot start), with the Exec line `exec` where %1
+    // its arguments (or, named "broken/...", cannot start), with the Exec line `exec` where %1
     // stands for the stand-in's path.
-    void registerApplication(const QString& type, const QString& id, const QString& name, const QString& exec) const
+    void registerApplication(const QString& type, const QString& id, const QString& name, const QString& exec)
     {
         const QByteArray out = root.filePath("out/" + name).toUtf8();
-        write(root.filePath("bin/" + name), name == "broken" ? "#!/nonexistent/interpreter\n"
+        QDir().mkpath(QFileInfo(root.filePath("bin/" + name)).path());
+        write(root.filePath("bin/" + name), name.startsWith("broken/") ? "#!/nonexistent/interpreter\n"
                                                              : "#!/bin/sh\nprintf '%s\\0' \"$@\" > '" + out + ".part' && mv '"
                                                                    + out + ".part' '" + out + "'\n");
         QFile::setPermissions(root.filePath("bin/" + name), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         write(root.filePath("XDG_DATA_HOME/applications/" + id),
               "[Desktop Entry]\nType=Application\nName=x\nExec=" + exec.arg(root.filePath("bin/" + name)).toUtf8() + "\n");
-        write(root.filePath("XDG_CONFIG_HOME/mimeapps.list"), "[Default Applications]\n" + (type + '=' + id).toUtf8() + "\n");
+        associations.insert(type, id);   // one per type, the latest
+        QByteArray list = "[Default Applications]\n";
+        for (auto it = associations.cbegin(); it != associations.cend(); ++it)
+            list += (it.key() + '=' + it.value()).toUtf8() + '\n';
+        write(root.filePath("XDG_CONFIG_HOME/mimeapps.list"), list);
     }
     // The arguments stand-in `name` was started with, after a bounded wait; empty: not started.
     QStringList recorded(const QString& name) const

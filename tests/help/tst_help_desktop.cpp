@@ -73,15 +73,17 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("exec");
         QTest::addColumn<int>("page");       // -1: before any switch
-        QTest::addColumn<QString>("removed");
+        QTest::addColumn<QString>("removed");   // removed from the program folder first; "browser": a browser registered too
         QTest::addColumn<QString>("want");   // its arguments (%1: the help file, %2: the program folder), or the messages
         const QString chm = "application/vnd.ms-htmlhelp", html = "text/html";
         const QString noBrowser = "Help for Pathlark (48): This help file requires an Internet browser in order to be displayed.\n";
         QTest::newRow("xchm, a topic") << chm << "xchm" << "%1 %f" << 0 << "" << "file:%1#xchm:/ping.htm";
         QTest::newRow("xchm, default topic") << chm << "xchm" << "%1 %f" << -1 << "" << "%1";
         QTest::newRow("kchmviewer, older type") << "application/x-chm" << "kchmviewer" << "%1 %U" << 2 << "" << "-showPage /dns.htm %1";
-        QTest::newRow("viewer, no file code") << chm << "reader" << "%1 --plain" << 1 << "" << "--plain %1";
-        QTest::newRow("viewer cannot start") << chm << "broken" << "%1 %f" << 3 << "" << "Pathlark (48): Could not locate Help Page: whois.htm\n";
+        QTest::newRow("viewer, no file code") << chm << "reader" << "%1 --plain" << -1 << "" << "--plain %1";
+        // A viewer that cannot be sent to a topic: the topic's own page, in the browser.
+        QTest::newRow("viewer without topics, a page") << chm << "reader" << "%1 %f" << 1 << "browser" << "%2/help/trace.htm";
+        QTest::newRow("viewer cannot start") << chm << "broken/xchm" << "%1 %f" << 3 << "" << "Pathlark (48): Could not locate Help Page: whois.htm\n";
         QTest::newRow("help file missing") << chm << "xchm" << "%1 %f" << 0 << "/Pathlark.chm" << "Pathlark (48): Help File does not exist.\n";
         QTest::newRow("open quote in Exec") << chm << "xchm" << "%1 \"%f" << -1 << "" << "Pathlark (48): Could not locate HTML Help Home.\n";
         QTest::newRow("browser") << html << "browser" << "%1 %u" << 1 << "" << "%2/help/trace.htm";
@@ -113,14 +115,19 @@ private slots:
             return shown;
         };
         desk.registerApplication(type, "pl-app.desktop", name, exec);
+        if (removed == QLatin1String("browser")) {   // a browser as well: only the topic's page goes there
+            desk.registerApplication("text/html", "pl-browser.desktop", "browser", "%1 %u");
+            name = "browser";
+            removed.clear();
+        }
         QVERIFY(removed.isEmpty() || QFile::remove(desk.folder + removed) || QDir(desk.folder + removed).removeRecursively());
         const QString shown = pressF1(page);
         QCOMPARE(want.endsWith('\n') ? shown : desk.recorded(name).join(' '), want.replace("%1", chm).replace("%2", desk.folder));
 
         desk.writeHelp();
-        desk.registerApplication("application/vnd.ms-htmlhelp", "pl-ok.desktop", "ok", "%1 %f");
+        desk.registerApplication("application/vnd.ms-htmlhelp", "pl-ok.desktop", "kchmviewer", "%1 %f");
         QCOMPARE(pressF1(3), shown);
-        QCOMPARE(desk.recorded("ok"), QStringList{chm});
+        QCOMPARE(desk.recorded("kchmviewer"), (QStringList{"-showPage", "/whois.htm", chm}));
         QVERIFY(!QFile::exists("pwned"));
     }
 };

@@ -2,7 +2,7 @@
 // 127.0.0.1: ordinary answers, hostile ones, and servers that never finish.
 #include "FormHarness.h"
 #include "app/MultiLineTextBox.h"
-#include "platform/QtMessageBox.h"
+#include "platform/ui/QtDialogs.h"
 #include "platform/QtTcpControl.h"
 #include "platform/QtTimer.h"
 #include "whois/WhoisAnswer.h"

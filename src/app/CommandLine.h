@@ -1,0 +1,24 @@
+#pragma once
+#include <QString>
+#include <QStringList>
+
+// What the program is asked to do on its command line:
+//   pathlark [--ping [HOST] | --traceroute [HOST] | --lookup [HOST] |
+//             --whois [DOMAIN] [--server NAME] [--port N]]
+//   pathlark --help | --version
+// A page option opens the window on that page; with a host (or domain) it fills the page's
+// box and starts the page's action as a click would. A value that starts with "-" is given
+// as --ping=VALUE. Qt's own options (-platform, -style, ...) are left to Qt.
+struct CommandLine {
+    enum class Action { OpenWindow, PrintHelp, PrintVersion, Refuse };
+    Action action = Action::OpenWindow;
+    int page = -1;           // the tab to open on; -1 for the window as it starts
+    QString host;            // the host or domain to start with; empty: only the page
+    bool start = false;
+    QString server;          // --whois only; empty keeps the box's own
+    QString port;
+    QString error;           // Refuse: what is wrong, for stderr
+
+    static CommandLine parse(const QStringList& arguments);
+    static QString usage();
+};

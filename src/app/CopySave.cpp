@@ -1,0 +1,59 @@
+#include "CopySave.h"
+
+#include "ResultsTable.h"
+#include "platform/ui/Dialogs.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QSaveFile>
+
+namespace {
+
+QAction* addAction(QWidget* view, const QString& text, const QKeySequence& keys, std::function<void()> act)
+{
+    auto* action = new QAction(text, view);
+    action->setShortcut(keys);
+    action->setShortcutContext(Qt::WidgetShortcut);   // the page's own keys stay as they are
+    QObject::connect(action, &QAction::triggered, view, std::move(act));
+    view->addAction(action);
+    return action;
+}
+
+} // namespace
+
+QString tableText(const ResultsTable& table, bool selectedOnly)
+{
+    QStringList lines;
+    QStringList headers;
+    for (int column = 0; column < table.columnCount(); ++column)
+        headers << table.headerItem()->text(column);
+    lines << headers.join(u'\t');
+    for (int row = 0; row < table.topLevelItemCount(); ++row) {
+        if (!selectedOnly || table.topLevelItem(row)->isSelected())
+            lines << table.row(row).join(u'\t');
+    }
+    return lines.join(u'\n') + u'\n';
+}
+
+void addCopyAndSave(QAbstractScrollArea* view, std::function<QString(bool all)> text, FileDialog& files,
+                    MessageBox& messages)
+{
+    view->setContextMenuPolicy(Qt::ActionsContextMenu);
+    const auto copy = [text](bool all) { QApplication::clipboard()->setText(text(all)); };
+    addAction(view, QObject::tr("&Copy"), QKeySequence::Copy, [copy] { copy(false); });
+    addAction(view, QObject::tr("Copy &All"), {}, [copy] { copy(true); });
+    addAction(view, QObject::tr("Select &All"), QKeySequence::SelectAll, [view] {
+        QMetaObject::invokeMethod(view, "selectAll");
+    });
+    addAction(view, QObject::tr("&Save As…"), {}, [view, text, &files, &messages] {
+        const QString path = files.saveFileName(view->window(), QObject::tr("Save Results"),
+                                                QStringLiteral("Pathlark results.txt"));
+        if (path.isEmpty())
+            return;
+        QSaveFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(text(true).toUtf8()) < 0 || !file.commit())
+            messages.show(view->window(), QObject::tr("Could not save %1: %2").arg(path, file.errorString()),
+                          MessageBox::kExclamation, QStringLiteral("Pathlark"));
+    });
+}
