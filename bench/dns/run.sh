@@ -1,19 +1,23 @@
 #!/usr/bin/env bash
-# DNS Lookup: click -> completion shown beside getent hosts, and the UI thread's longest
-# stall with 20 lookups in flight, against a dnsmasq in a namespace of its own
-# (198.18.53.0/24; no query leaves the namespace).
+# DNS: the Lookup page against the lab's dnsmasq (lab `dns`) beside getent hosts, and the window's
+# answer to a page switch and a key while a host check waits on a dead name server (lab `mute`).
 set -euo pipefail
 build=$(cd "${1:-build}" && pwd)
-here=$(cd "$(dirname "$0")" && pwd)
-lab="$here/../../tests/dns/dns_lab.sh"
+root=$(cd "$(dirname "$0")/../.." && pwd)
+if [ "$(id -u)" -ne 0 ]; then echo "dns: skipped, needs root (network namespaces)"; exit 0; fi
 bin="$build/bench/dns_bench"
-[ -x "$bin" ] || cmake --build "$build" --target dns_bench
-if [ "$(id -u)" -ne 0 ]; then
-  echo "skipped: needs root to make a network namespace"
-  exit 0
-fi
-name="pl-dns-$$-bench"
+[ -x "$bin" ] || cmake --build "$build" --target dns_bench >/dev/null
+lab=plb-dns-$$
 work=$(mktemp -d)
-trap '"$lab" down "$name" "$work/lab"; rm -rf "$work"' EXIT
-"$lab" up "$name" "$work/lab" lab
-XDG_RUNTIME_DIR="$work" QT_QPA_PLATFORM=offscreen ip netns exec "$name" "$bin"
+trap 'for t in dns mute; do bash "$root/lab/netlab.sh" down "$lab-$t"; done; rm -rf "$work"' EXIT
+run() {
+  XDG_RUNTIME_DIR="$work" QT_QPA_PLATFORM=offscreen timeout 300 ip netns exec "$lab-$1-h" "$bin" "$2" \
+    2> >(grep -v propagateSizeHints >&2)
+}
+bash "$root/lab/netlab.sh" up "$lab-dns" dns
+echo "-- lookup (lab dns)"
+run dns lookup
+bash "$root/lab/netlab.sh" down "$lab-dns"
+bash "$root/lab/netlab.sh" up "$lab-mute" mute
+echo "-- page switch and typed key -> shown, while a host check waits on a dead name server (lab mute)"
+run mute responsive

@@ -1,9 +1,9 @@
-// Measures the real ICMP control; bench/icmp/run.sh runs it inside test namespaces.
-//   icmp_bench trace HOST RUNS   time from Trace() to SequenceComplete, once per run
-//   icmp_bench ping HOST         time from Ping() to SequenceComplete, and each trip time
-//   icmp_bench window HOST       a trace started from the window's Trace Route button, with
-//                                reverse lookups, while a 5 ms timer ticks on the UI thread:
-//                                the longest gap between two ticks
+// The real ICMP engine and the real window, measured inside the lab's path (bench/icmp/run.sh).
+//   icmp_bench trace HOST RUNS     Trace() to SequenceComplete, each hop's responder and the last
+//                                  row, once per run
+//   icmp_bench cancel HOST MS...   a trace cancelled MS after its start: request to SequenceComplete
+//   icmp_bench ping HOST           each echo's trip time, and Ping() to SequenceComplete
+//   icmp_bench window HOST         Trace Route pressed in the window: the longest gap of a 5 ms timer
 #include "app/Form1.h"
 #include "app/RealPlatform.h"
 #include "app/ResultsTable.h"
@@ -32,30 +32,75 @@ struct Engine {
     AxIcmp control{interfaces, IcmpAdapters{&sockets, &clock, &names}};
 };
 
-// Runs the event loop until the control's SequenceComplete; milliseconds taken.
-double runOnce(IcmpControl& control, bool trace)
+// Runs one trace or ping to its SequenceComplete (at most a minute); `clock` starts at the call.
+void runOnce(IcmpControl& control, bool trace, QElapsedTimer& clock)
 {
     QEventLoop loop;
     const auto done = QObject::connect(&control, &IcmpControl::SequenceComplete, &loop, &QEventLoop::quit);
     QTimer::singleShot(60000, &loop, &QEventLoop::quit);
-    QElapsedTimer t;
-    t.start();
+    clock.start();
     trace ? control.Trace() : control.Ping();
     loop.exec();
     QObject::disconnect(done);
-    return t.nsecsElapsed() / 1e6;
 }
 
 int traceTimes(const QString& host, int runs)
 {
     Engine e;
     e.control.setHostAddress(host);
-    int rows = 0;
-    QObject::connect(&e.control, &IcmpControl::TraceData, &e.control, [&rows](auto&&...) { ++rows; },
+    QStringList responders;
+    QString last;
+    QObject::connect(&e.control, &IcmpControl::TraceData, &e.control,
+                     [&](const QString& ip, const QString&, const QString&, const QString& description, qint32,
+                         const QString& hop, Bool16*) {
+                         responders << ip;
+                         last = hop + u'|' + ip + u'|' + description;
+                     },
                      Qt::DirectConnection);
     for (int i = 0; i < runs; ++i) {
-        rows = 0;
-        std::printf("trace_ms %.2f rows %d\n", runOnce(e.control, true), rows);
+        responders.clear();
+        QElapsedTimer clock;
+        runOnce(e.control, true, clock);
+        std::printf("trace_ms %.2f rows %lld hops %s last %s\n", clock.nsecsElapsed() / 1e6,
+                    static_cast<long long>(responders.size()), qPrintable(responders.join(u',')), qPrintable(last));
+    }
+    return 0;
+}
+
+// The handler answers Cancel = True from `atMs` on, as the window does once Cancel is clicked.
+int cancelTimes(const QString& host, const QStringList& moments)
+{
+    Engine e;
+    e.control.setHostAddress(host);
+    bool requested = false;
+    int rowsAfter = 0;
+    QObject::connect(&e.control, &IcmpControl::TraceData, &e.control,
+                     [&](const QString&, const QString&, const QString&, const QString&, qint32, const QString&,
+                         Bool16* cancel) {
+                         rowsAfter += requested;
+                         if (cancel)
+                             *cancel = requested ? kTrue16 : kFalse16;
+                     },
+                     Qt::DirectConnection);
+    for (const QString& moment : moments) {
+        requested = false;
+        rowsAfter = 0;
+        QElapsedTimer clock;
+        qint64 requestedNs = -1;
+        QTimer request;
+        request.setSingleShot(true);
+        request.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&request, &QTimer::timeout, [&] {
+            requested = true;
+            requestedNs = clock.nsecsElapsed();
+        });
+        request.start(moment.toInt());
+        runOnce(e.control, true, clock);
+        if (requestedNs < 0)
+            std::printf("cancel_at %s ended_first %.1f\n", qPrintable(moment), clock.nsecsElapsed() / 1e6);
+        else
+            std::printf("cancel_at %s latency_ms %.1f rows_after %d\n", qPrintable(moment),
+                        (clock.nsecsElapsed() - requestedNs) / 1e6, rowsAfter);
     }
     return 0;
 }
@@ -68,7 +113,9 @@ int pingTimes(const QString& host)
                      [](const QString&, const QString&, const QString& trip, auto&&...) {
                          std::printf("rtt_ms %s\n", qPrintable(trip.section(u' ', 0, 0)));
                      });
-    std::printf("ping_ms %.2f\n", runOnce(e.control, false));
+    QElapsedTimer clock;
+    runOnce(e.control, false, clock);
+    std::printf("ping_ms %.2f\n", clock.nsecsElapsed() / 1e6);
     return 0;
 }
 
@@ -78,36 +125,38 @@ int windowGaps(const QString& host)
     Form1 form(platform.platform());
     form.Form_Load();
     form.show();
+    auto* table = form.findChild<ResultsTable*>(QStringLiteral("ListView1"));
+    auto* button = form.findChild<QPushButton*>(QStringLiteral("cmdTraceroute"));
+
     QElapsedTimer clock;
     clock.start();
-    qint64 last = 0;
-    qint64 longest = 0;
-    bool measuring = false;
+    qint64 last = 0, longest = 0, clickedAt = -1;
     QTimer ticker;
     ticker.setTimerType(Qt::PreciseTimer);
     QObject::connect(&ticker, &QTimer::timeout, [&] {
         const qint64 now = clock.nsecsElapsed();
-        if (measuring)
+        if (clickedAt >= 0)
             longest = std::max(longest, now - last);
         last = now;
     });
     ticker.start(5);
+
+    // The window's end row "!" closes the run (a row gets its text after it is inserted).
     QEventLoop loop;
-    QObject::connect(form.axICMP1, &IcmpControl::SequenceComplete, &loop, &QEventLoop::quit);
+    QObject::connect(table->model(), &QAbstractItemModel::dataChanged, &loop, [&](const QModelIndex& index) {
+        if (index.column() == 0 && index.data().toString() == QLatin1String("!"))
+            loop.quit();
+    });
     QTimer::singleShot(60000, &loop, &QEventLoop::quit);
-    // Warm up the ticker, then press Trace Route as a user would.
-    qint64 clickedAt = 0;
-    QTimer::singleShot(100, &form, [&] {
-        form.SSTab1->setCurrentIndex(1);
-        form.txtRemoteTrace->setText(host);
-        clickedAt = clock.nsecsElapsed();
-        form.cmdTraceroute->click();   // its host check blocks by design; gaps count after it
-        last = clock.nsecsElapsed();
-        measuring = true;
+    QTimer::singleShot(200, &form, [&] {
+        form.findChild<QTabWidget*>(QStringLiteral("SSTab1"))->setCurrentIndex(1);
+        form.findChild<QLineEdit*>(QStringLiteral("txtRemoteTrace"))->setText(host);
+        last = clickedAt = clock.nsecsElapsed();
+        button->click();
     });
     loop.exec();
-    std::printf("window_trace_ms %.2f longest_tick_gap_ms %.2f rows %d\n", (clock.nsecsElapsed() - clickedAt) / 1e6,
-                longest / 1e6, form.ListView1->topLevelItemCount());
+    std::printf("window_trace_ms %.1f longest_gap_ms %.2f rows %d\n", (clock.nsecsElapsed() - clickedAt) / 1e6,
+                longest / 1e6, table->topLevelItemCount());
     return 0;
 }
 
@@ -115,15 +164,20 @@ int windowGaps(const QString& host)
 
 int main(int argc, char** argv)
 {
+    // As the program does: raw sockets (where datagram ones are not allowed) before anything else.
+    if (!openRawSocketsAndDropCapabilities())
+        return 1;
     QApplication app(argc, argv);
     const QStringList args = app.arguments();
-    if (args.size() < 3) {
-        std::fprintf(stderr, "usage: icmp_bench trace HOST RUNS | ping HOST | window HOST\n");
-        return 2;
-    }
-    if (args[1] == QLatin1String("trace"))
-        return traceTimes(args[2], args.value(3, QStringLiteral("1")).toInt());
-    if (args[1] == QLatin1String("ping"))
-        return pingTimes(args[2]);
-    return windowGaps(args[2]);
+    const QString mode = args.value(1), host = args.value(2);
+    if (mode == QLatin1String("trace"))
+        return traceTimes(host, args.value(3, QStringLiteral("1")).toInt());
+    if (mode == QLatin1String("cancel"))
+        return cancelTimes(host, args.mid(3));
+    if (mode == QLatin1String("ping"))
+        return pingTimes(host);
+    if (mode == QLatin1String("window"))
+        return windowGaps(host);
+    std::fprintf(stderr, "usage: icmp_bench trace HOST RUNS | cancel HOST MS... | ping HOST | window HOST\n");
+    return 2;
 }

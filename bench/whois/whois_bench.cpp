@@ -1,89 +1,237 @@
-// Whois benchmarks:
-//   whois_bench addcr      — line-end conversion of 1 MB and 16 MB answers (and the text decode)
-//   whois_bench display    — from the server's close to the 5 MB answer painted in the result box
-//   whois_bench memory     — peak memory while a 16 MB answer arrives, and once it is shown
-// The whois server is a thread of this program on 127.0.0.1.
-#include "platform/TcpControl.h"
-#include "whois/WhoisAnswer.h"
-#include "whois/WhoisPage.h"
+// Whois answers of awkward sizes and shapes, queried from the real window: the time from the
+// server's end to the answer painted in the result box, the peak memory above idle, the longest
+// gap of a 5 ms timer on the UI thread, and the memory left once the next query empties the box.
+//   whois_bench          the window; it starts its server as a child (this binary, "serve")
+//   whois_bench serve    answers on 127.0.0.1 by the query: the answer's kind
+// The server is a process of its own so its buffers do not count in the window's memory.
+#include "app/Form1.h"
+#include "app/MultiLineTextBox.h"
+#include "app/RealPlatform.h"
 
 #include <QApplication>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <QThread>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTabWidget>
 #include <QTimer>
 
+#include <arpa/inet.h>
+#include <csignal>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <string>
 #include <vector>
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock = std::chrono::steady_clock;   // CLOCK_MONOTONIC: the same in both processes
+constexpr qsizetype kMiB = 1 << 20;
 
-double msSince(Clock::time_point from, Clock::time_point to = Clock::now())
-{
-    return std::chrono::duration<double, std::milli>(to - from).count();
-}
+struct Kind {
+    const char* query;
+    const char* label;
+    qsizetype bytes;   // what the window keeps; the endless stream is cut at 32 MiB
+};
+const Kind kKinds[] = {
+    {"lines5m", "5 MB of whois lines", 5'000'000},
+    {"line1m", "1 MiB single line", kMiB},
+    {"line2m", "2 MiB single line", 2 * kMiB},
+    {"endless", "endless stream (cut)", 32 * kMiB},
+    {"lf32m", "32 MiB of line feeds", 32 * kMiB},
+    {"lines32m", "32 MiB of 80-byte lines", 32 * kMiB},
+};
 
-// Lines like a registry's answer, LF-ended, to the byte count asked for.
-QByteArray whoisLike(qsizetype bytes)
+// ---- the server ----
+
+QByteArray answerFor(const std::string& query)
 {
-    static const char* const kLines[] = {
-        "Domain Name: EXAMPLE.ORG\n",
-        "Registry Domain ID: 2336799_DOMAIN_ORG-VRSN\n",
-        "Registrar WHOIS Server: whois.example-registrar.org\n",
-        "Updated Date: 2024-08-14T07:01:44Z\n",
-        "Registrant Street: 1 Example Road, M\xc3\xbcnchen\n",
-        "Name Server: A.IANA-SERVERS.NET\n",
-        "DNSSEC: signedDelegation\n",
-        ">>> Last update of whois database: 2025-01-01T00:00:00Z <<<\n",
+    static const char kLines[] = "Domain Name: EXAMPLE.ORG\nRegistry Domain ID: 2336799_DOMAIN_ORG-VRSN\n"
+                                 "Registrar WHOIS Server: whois.example-registrar.org\n"
+                                 "Registrant Street: 1 Example Road, M\xc3\xbcnchen\nName Server: A.IANA-SERVERS.NET\n";
+    const auto filled = [](qsizetype size, auto&& byteAt) {
+        QByteArray out(size, Qt::Uninitialized);
+        for (qsizetype i = 0; i < size; ++i)
+            out[i] = byteAt(i);
+        out.back() = '\n';
+        return out;
     };
-    QByteArray out;
-    out.reserve(bytes + 128);
-    for (int i = 0; out.size() < bytes; ++i)
-        out += kLines[i % 8];
-    out.truncate(bytes);
-    out.back() = '\n';
-    return out;
+    if (query == "lines5m" || query == "endless")
+        return filled(5'000'000, [](qsizetype i) { return kLines[i % (sizeof kLines - 1)]; });
+    if (query == "line1m" || query == "line2m")
+        return filled(query == "line1m" ? kMiB : 2 * kMiB, [](qsizetype i) { return char('a' + i % 26); });
+    if (query == "lf32m")
+        return QByteArray(32 * kMiB, '\n');
+    if (query == "lines32m")
+        return filled(32 * kMiB, [](qsizetype i) { return i % 80 == 79 ? '\n' : char('A' + i % 80 % 26); });
+    return "No match for domain.\n";
 }
 
-double median(std::vector<double> v)
+bool sendAll(int fd, const char* data, qsizetype size)
 {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
-
-// ---- addcr ----
-
-// Pushes the caches out, so that 1 MB and 16 MB are both read from memory as a freshly
-// received answer of any real size would be (1 MB would otherwise sit in the cache).
-void evictCaches()
-{
-    static std::vector<char> scratch(64 << 20);
-    for (size_t i = 0; i < scratch.size(); i += 64)
-        ++scratch[i];
-}
-
-double timeAddCr(const QByteArray& answer, int runs)
-{
-    std::vector<double> times;
-    for (int i = 0; i < runs; ++i) {
-        evictCaches();
-        const auto start = Clock::now();
-        QByteArray converted = answer;
-        whois::WI_AddCR(converted);
-        times.push_back(msSince(start));
-        if (converted.size() <= answer.size())
-            std::abort();
+    for (qsizetype at = 0; at < size;) {
+        const ssize_t n = send(fd, data + at, size_t(std::min<qsizetype>(size - at, 256 * 1024)), MSG_NOSIGNAL);
+        if (n <= 0)
+            return false;
+        at += n;
     }
-    return median(times);
+    return true;
+}
+
+// One connection after another: read the query line, send its answer, close, report the moment.
+int serve()
+{
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (bind(listener, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(listener, 4) != 0
+        || getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+        return 1;
+    std::printf("%d\n", ntohs(address.sin_port));
+    std::fflush(stdout);
+    for (int client; (client = accept(listener, nullptr, nullptr)) >= 0;) {
+        std::string query;
+        char c;
+        while (query.size() < 1024 && read(client, &c, 1) == 1 && c != '\n')
+            query += c;
+        if (!query.empty() && query.back() == '\r')
+            query.pop_back();
+        const QByteArray answer = answerFor(query);
+        if (query == "endless") {
+            // Until the window hangs up; bounded all the same.
+            for (int i = 0; i < 40 && sendAll(client, answer.constData(), answer.size()); ++i) {
+            }
+        } else {
+            sendAll(client, answer.constData(), answer.size());
+        }
+        close(client);
+        std::printf("end %lld\n", static_cast<long long>(Clock::now().time_since_epoch().count()));
+        std::fflush(stdout);
+    }
+    return 0;
+}
+
+// ---- the window ----
+
+qint64 statusKb(const char* field)
+{
+    std::ifstream status("/proc/self/status");
+    const size_t n = std::strlen(field);
+    for (std::string line; std::getline(status, line);) {
+        if (line.compare(0, n, field) == 0)
+            return std::stoll(line.substr(n + 1));
+    }
+    return -1;
+}
+
+struct Server {
+    pid_t pid = -1;
+    FILE* out = nullptr;
+    int port = 0;
+
+    bool start(const char* self)
+    {
+        int pipeFds[2];
+        if (pipe(pipeFds) != 0)
+            return false;
+        pid = fork();
+        if (pid == 0) {
+            dup2(pipeFds[1], STDOUT_FILENO);
+            close(pipeFds[0]);
+            execl(self, self, "serve", nullptr);
+            _exit(127);
+        }
+        close(pipeFds[1]);
+        out = fdopen(pipeFds[0], "r");
+        return pid > 0 && std::fscanf(out, "%d", &port) == 1;
+    }
+    // The moment the server ended its last answer.
+    Clock::time_point lastEnd()
+    {
+        long long ns = 0;
+        if (std::fscanf(out, " end %lld", &ns) != 1)
+            std::abort();
+        return Clock::time_point(Clock::duration(ns));
+    }
+    ~Server()
+    {
+        if (pid > 0) {
+            kill(pid, SIGTERM);
+            waitpid(pid, nullptr, 0);
+        }
+    }
+};
+
+class Window {
+public:
+    Window()
+    {
+        m_form.Form_Load();
+        m_form.show();
+        m_form.findChild<QTabWidget*>(QStringLiteral("SSTab1"))->setCurrentIndex(3);
+        m_ticker.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&m_ticker, &QTimer::timeout, [this] {
+            const auto now = Clock::now();
+            m_longestGap = std::max(m_longestGap, now - m_lastTick);
+            m_lastTick = now;
+        });
+        m_ticker.start(5);
+        QObject::connect(m_box, &MultiLineTextBox::shown, [this] {
+            if (!m_waiting)
+                return;
+            m_box->viewport()->repaint();
+            m_painted = Clock::now();
+            m_waiting = false;
+        });
+    }
+
+    struct Query {
+        qint64 rssAfterClickKb;   // the box emptied of the previous answer
+        Clock::time_point painted;
+        double longestGapMs;
+    };
+    // Types the kind into the domain box and presses Do Query; returns once the answer is painted.
+    Query query(const char* kind, int port)
+    {
+        m_form.findChild<QLineEdit*>(QStringLiteral("Text1"))->setText(QString::fromLatin1(kind));
+        m_form.findChild<QLineEdit*>(QStringLiteral("Text2"))->setText(QStringLiteral("127.0.0.1"));
+        m_form.findChild<QLineEdit*>(QStringLiteral("Text3"))->setText(QString::number(port));
+        m_lastTick = Clock::now();
+        m_longestGap = {};
+        m_form.findChild<QPushButton*>(QStringLiteral("Command1"))->click();
+        Query q{statusKb("VmRSS:"), {}, 0};
+        m_waiting = true;
+        while (m_waiting)
+            QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        q.painted = m_painted;
+        q.longestGapMs = std::chrono::duration<double, std::milli>(m_longestGap).count();
+        return q;
+    }
+    qint64 shownCharacters() const { return m_box->document()->characterCount(); }
+
+private:
+    RealPlatform m_platform;
+    Form1 m_form{m_platform.platform()};
+    MultiLineTextBox* m_box = m_form.findChild<MultiLineTextBox*>(QStringLiteral("HostResponse"));
+    QTimer m_ticker;
+    Clock::time_point m_lastTick;
+    Clock::duration m_longestGap{};
+    bool m_waiting = false;
+    Clock::time_point m_painted;
+};
+
+double ms(Clock::duration d)
+{
+    return std::chrono::duration<double, std::milli>(d).count();
 }
 
 const char* verdict(bool met)
@@ -91,164 +239,55 @@ const char* verdict(bool met)
     return met ? "met" : "MISSED";
 }
 
-int benchAddCr()
+int measure(const char* self)
 {
-    // The first conversion in the process puts its output on pages the kernel has yet to map.
-    std::printf("WI_AddCR, first 16 MB in this process: %.2f ms\n", timeAddCr(whoisLike(16 << 20), 1));
-    timeAddCr(whoisLike(16 << 20), 2);   // warm-up: the allocator settles
-    std::printf("WI_AddCR, caches cold, median of 11 runs\n");
-    double t1 = 0, t16 = 0;
-    for (int mb : {1, 2, 4, 8, 16, 32}) {
-        const double t = timeAddCr(whoisLike(qsizetype(mb) << 20), 11);
-        std::printf("  %2d MB   %8.2f ms   %6.3f ms per MB\n", mb, t, t / mb);
-        if (mb == 1)
-            t1 = t;
-        if (mb == 16)
-            t16 = t;
+    Server server;
+    if (!server.start(self)) {
+        std::fprintf(stderr, "whois bench: the server did not start\n");
+        return 1;
     }
-    std::printf("16 MB in %.2f ms (target < 100 ms): %s\n", t16, verdict(t16 < 100));
-    std::printf("16 MB / 1 MB = %.1f (target <= 20): %s\n", t16 / t1, verdict(t16 / t1 <= 20));
-
-    const QByteArray sixteenMb = whoisLike(16 << 20);
-    std::vector<double> decode;
-    for (int i = 0; i < 5; ++i) {
-        const auto start = Clock::now();
-        const QString text = whois::answerText(sixteenMb);
-        decode.push_back(msSince(start));
-    }
-    std::printf("answer text (UTF-8 decode) of 16 MB: %.2f ms\n", median(decode));
-    return 0;
-}
-
-// ---- the page against a server thread ----
-
-// Answers one query with `answer`, in the blocking style of a simple server, and notes
-// the moment it closes the connection.
-class ServerThread : public QThread {
-public:
-    explicit ServerThread(QByteArray answer)
-        : m_answer(std::move(answer))
-    {
-    }
-    quint16 port() const { return m_port.load(); }
-    Clock::time_point closedAt() const { return m_closedAt; }
-
-protected:
-    void run() override
-    {
-        QTcpServer server;
-        server.listen(QHostAddress::LocalHost);
-        m_port = server.serverPort();
-        if (!server.waitForNewConnection(30000))
-            return;
-        QTcpSocket* client = server.nextPendingConnection();
-        QByteArray query;
-        while (!query.contains("\r\n") && client->waitForReadyRead(30000))
-            query += client->readAll();
-        // Chunks, so the server's own buffer stays small next to the answer.
-        constexpr qsizetype kChunk = 256 * 1024;
-        for (qsizetype at = 0; at < m_answer.size(); at += kChunk) {
-            client->write(m_answer.constData() + at, std::min(kChunk, m_answer.size() - at));
-            while (client->bytesToWrite() > 0 && client->waitForBytesWritten(30000)) {
+    Window window;
+    window.query("warm-up", server.port);
+    server.lastEnd();
+    std::printf("Each answer 3 times in a row; end->paint: the server's close (the window's cut for the endless\n"
+                "stream) to the answer painted, median and max; peak: above the idle window; left: memory above\n"
+                "idle once the next query has emptied the box. Targets: peak <= 6x the answer, gap < 150 ms.\n");
+    std::printf("%-24s %10s %10s %8s %6s %9s   %-22s %s\n", "answer", "end->paint", "max", "peak", "x size",
+                "max gap", "left (MB)", "peak, gap");
+    for (const Kind& kind : kKinds) {
+        const qint64 idleKb = statusKb("VmRSS:");
+        std::vector<double> times, gaps, peaks;
+        std::vector<qint64> leftKb;
+        for (int i = 0; i < 3; ++i) {
+            // Count the peak afresh from here.
+            std::ofstream("/proc/self/clear_refs") << "5";
+            const Window::Query q = window.query(kind.query, server.port);
+            peaks.push_back((statusKb("VmHWM:") - idleKb) / 1024.0);
+            times.push_back(ms(q.painted - server.lastEnd()));
+            gaps.push_back(q.longestGapMs);
+            if (i > 0)
+                leftKb.push_back(q.rssAfterClickKb - idleKb);
+            if (window.shownCharacters() < kind.bytes / 2) {
+                std::fprintf(stderr, "whois bench: %s not shown (%lld characters)\n", kind.label,
+                             static_cast<long long>(window.shownCharacters()));
+                return 1;
             }
         }
-        m_closedAt = Clock::now();
-        client->disconnectFromHost();
-        if (client->state() != QAbstractSocket::UnconnectedState)
-            client->waitForDisconnected(30000);
+        leftKb.push_back(window.query("none", server.port).rssAfterClickKb - idleKb);
+        server.lastEnd();
+        std::sort(times.begin(), times.end());
+        const double peak = *std::max_element(peaks.begin(), peaks.end());
+        const double ratio = peak / (double(kind.bytes) / kMiB);
+        const double gap = *std::max_element(gaps.begin(), gaps.end());
+        std::printf("%-24s %7.1f ms %7.1f ms %5.1f MB %5.1fx %6.1f ms   %+5.1f %+5.1f %+5.1f      %s, %s\n", kind.label,
+                    times[1], times[2], peak, ratio, gap, leftKb[0] / 1024.0, leftKb[1] / 1024.0, leftKb[2] / 1024.0,
+                    verdict(ratio <= 6), verdict(gap < 150));
+        if (std::strcmp(kind.query, "line1m") == 0)
+            std::printf("  shown within 1 s of the close: %s\n", verdict(times[2] <= 1000));
+        if (std::strcmp(kind.query, "endless") == 0)
+            std::printf("  shown within 3 s of the cut: %s\n", verdict(times[2] <= 3000));
     }
-
-private:
-    QByteArray m_answer;
-    std::atomic<quint16> m_port{0};
-    Clock::time_point m_closedAt;
-};
-
-void waitUntil(const std::function<bool()>& done)
-{
-    const auto start = Clock::now();
-    while (!done() && msSince(start) < 60000)
-        QApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-}
-
-int benchDisplay()
-{
-    const QByteArray answer = whoisLike(5 << 20);
-    std::vector<double> times;
-    for (int run = 0; run < 5; ++run) {
-        ServerThread server(answer);
-        server.start();
-        while (server.port() == 0)
-            QThread::msleep(1);
-        WhoisPage page;
-        Clock::time_point lastData, shown, painted;
-        QObject::connect(page.form().Winsock1, &TcpControl::dataArrival, [&] { lastData = Clock::now(); });
-        // Runs after the page's own handler has set the text: paint it now and note when that is done.
-        QObject::connect(page.form().Winsock1, &TcpControl::closed, [&] {
-            shown = Clock::now();
-            page.form().HostResponse->viewport()->repaint();
-            painted = Clock::now();
-        });
-        page.query(QStringLiteral("example.org"), server.port());
-        waitUntil([&] { return page.form().Command1->isEnabled(); });
-        server.wait();
-        if (page.form().HostResponse->text().size() < answer.size()) {
-            std::fprintf(stderr, "answer not shown\n");
-            return 2;
-        }
-        times.push_back(msSince(server.closedAt(), painted));
-        std::printf("run %d: server close -> 5 MB answer painted: %.1f ms "
-                    "(last bytes taken %.1f, answer set %.1f, painted %.1f)\n",
-                    run + 1, times.back(), msSince(server.closedAt(), lastData), msSince(lastData, shown),
-                    msSince(shown, painted));
-    }
-    const double m = median(times);
-    std::printf("median: %.1f ms (target < 500 ms): %s\n", m, verdict(m < 500));
-    return 0;
-}
-
-// Resident and peak resident memory of this process, in bytes.
-qint64 statusKb(const char* field)
-{
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    const size_t n = std::strlen(field);
-    while (std::getline(status, line)) {
-        if (line.compare(0, n, field) == 0)
-            return std::stoll(line.substr(n + 1));
-    }
-    return -1;
-}
-
-int benchMemory()
-{
-    const QByteArray answer = whoisLike(16 << 20);
-    ServerThread server(answer);
-    server.start();
-    while (server.port() == 0)
-        QThread::msleep(1);
-    WhoisPage page;
-    qint64 receivingPeakKb = 0;
-    QObject::connect(page.form().Winsock1, &TcpControl::dataArrival, [&] {
-        receivingPeakKb = std::max(receivingPeakKb, statusKb("VmHWM:"));
-    });
-    QObject::connect(page.form().Winsock1, &TcpControl::closed, [&] { page.form().HostResponse->viewport()->repaint(); });
-
-    QApplication::processEvents();
-    // Start the peak count afresh here, so it holds only what the query adds.
-    std::ofstream("/proc/self/clear_refs") << "5";
-    const qint64 baseKb = statusKb("VmRSS:");
-    page.query(QStringLiteral("example.org"), server.port());
-    waitUntil([&] { return page.form().Command1->isEnabled(); });
-    server.wait();
-    const qint64 shownPeakKb = statusKb("VmHWM:");
-    const double mb = answer.size() / 1048576.0;
-    const double receiving = (receivingPeakKb - baseKb) / 1024.0;
-    const double total = (shownPeakKb - baseKb) / 1024.0;
-    std::printf("16 MB answer: resident before the query %.1f MB\n", baseKb / 1024.0);
-    std::printf("  peak added while receiving:         %6.1f MB = %.2f x the answer (target < 6): %s\n", receiving,
-                receiving / mb, verdict(receiving < 6 * mb));
-    std::printf("  peak added until shown and painted: %6.1f MB = %.2f x the answer\n", total, total / mb);
+    std::printf("idle window: %.1f MB resident\n", statusKb("VmRSS:") / 1024.0);
     return 0;
 }
 
@@ -256,14 +295,8 @@ int benchMemory()
 
 int main(int argc, char** argv)
 {
-    const std::string mode = argc >= 2 ? argv[1] : "";
-    if (mode == "addcr")
-        return benchAddCr();
+    if (argc > 1 && std::strcmp(argv[1], "serve") == 0)
+        return serve();
     QApplication app(argc, argv);
-    if (mode == "display")
-        return benchDisplay();
-    if (mode == "memory")
-        return benchMemory();
-    std::fprintf(stderr, "usage: %s addcr|display|memory\n", argv[0]);
-    return 2;
+    return measure("/proc/self/exe");
 }
