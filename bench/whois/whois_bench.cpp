@@ -7,6 +7,7 @@
 #include "app/Form1.h"
 #include "app/MultiLineTextBox.h"
 #include "app/RealPlatform.h"
+#include "platform/Memory.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -297,6 +298,7 @@ int main(int argc, char** argv)
 {
     if (argc > 1 && std::strcmp(argv[1], "serve") == 0)
         return serve();
+    mapLargeBuffersApart();   // as the program's main does
     QApplication app(argc, argv);
     return measure("/proc/self/exe");
 }

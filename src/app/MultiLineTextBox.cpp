@@ -1,6 +1,7 @@
 #include "MultiLineTextBox.h"
 
 #include "DisplayText.h"
+#include "platform/Memory.h"
 
 #include <QAccessible>
 #include <QMimeData>
@@ -10,7 +11,6 @@
 #include <QTextBlock>
 #include <QTimer>
 
-#include <malloc.h>
 
 namespace {
 
@@ -96,7 +96,7 @@ void MultiLineTextBox::displaySlice()
         qsizetype end = std::min(m_encoded.size(), b.at + kSlice);
         // Slices end between UTF-8 sequences, so each decodes on its own.
         while (m_encoding == QStringConverter::Utf8 && end < m_encoded.size() && end > b.at
-               && isContinuationByte(m_encoded[end]))
+               && isContinuationByte(m_encoded.at(end)))
             --end;
         QStringDecoder decoder(m_encoding, QStringDecoder::Flag::Stateless
                                                | (b.at == 0 ? QStringDecoder::Flag::ConvertInitialBom
@@ -149,7 +149,7 @@ void MultiLineTextBox::swapIn(QTextDocument* document)
     if (ours)
         delete old;
     if (big)
-        ::malloc_trim(0);   // a large answer's memory goes back to the system, not only to the heap
+        releaseFreedMemory();
     if (reader) {
         if (!before.isEmpty()) {
             QAccessibleTextRemoveEvent removed(this, 0, before);

@@ -1,5 +1,6 @@
 #include "Application.h"
 #include "platform/LinuxIcmpSocket.h"
+#include "platform/Memory.h"
 
 #include <cstdio>
 
@@ -11,5 +12,6 @@ int main(int argc, char** argv)
         std::fputs("pathlark: could not give up the process's capabilities\n", stderr);
         return 1;
     }
+    mapLargeBuffersApart();
     return runApplication(argc, argv);
 }

@@ -48,6 +48,8 @@ QList<QHostAddress> addressesOf(const QByteArray& name)
     return addresses;
 }
 
+constexpr qint64 kReadBufferBytes = 1 << 20;
+
 } // namespace
 
 QtTcpControl::QtTcpControl(QObject* parent)
@@ -80,6 +82,9 @@ void QtTcpControl::Connect()
     m_socket = new QTcpSocket(this);
     // Whois is plain TCP to the server typed: no proxy in between.
     m_socket->setProxy(QNetworkProxy::NoProxy);
+    // Taken from the kernel only as fast as the program takes it: a server that floods the
+    // connection fills the kernel's buffer, not this process's memory.
+    m_socket->setReadBufferSize(kReadBufferBytes);
     connect(m_socket, &QTcpSocket::hostFound, this, [this] { m_state = kConnecting; });
     connect(m_socket, &QTcpSocket::connected, this, [this] {
         m_state = kConnected;

@@ -10,29 +10,19 @@ namespace whois {
 
 void WI_AddCR(QByteArray& text)
 {
-    // In place, from the end towards the start, as each LF only moves what follows it: an
-    // answer may be 32 MB of line feeds, and building the result beside the original (as
-    // QByteArray::replace does) would hold both at once.
+    // In place, from the end towards the start, each byte moved once: QByteArray::replace("\n",
+    // "\r\n") takes time that grows faster than the text (4 s for 32 MB of line feeds).
     const qsizetype oldSize = text.size();
     const qsizetype lineFeeds = text.count('\n');
     if (lineFeeds == 0)
         return;
     text.resize(oldSize + lineFeeds);
     char* const data = text.data();
-    qsizetype to = text.size();
-    qsizetype from = oldSize;
-    while (from > 0) {
-        const char* const start = data;
-        const void* lf = memrchr(start, '\n', size_t(from));
-        const qsizetype at = lf ? static_cast<const char*>(lf) - start : -1;
-        const qsizetype run = from - (at + 1);   // the bytes after that LF, up to `from`
-        to -= run;
-        std::memmove(data + to, data + at + 1, size_t(run));
-        if (at < 0)
-            break;
-        data[--to] = '\n';
-        data[--to] = '\r';
-        from = at;
+    for (qsizetype from = oldSize, to = text.size(); from > 0;) {
+        const char c = data[--from];
+        data[--to] = c;
+        if (c == '\n')
+            data[--to] = '\r';
     }
 }
 

@@ -261,7 +261,8 @@ private slots:
 #ifndef PATHLARK_SANITIZED   // times and memory as users meet them, not under the sanitizers' weight
         QVERIFY2(longestGap < 500 && shownAfter < (endless ? 6000 : 3000),
                  qPrintable(QStringLiteral("UI stalled %1 ms; shown %2 ms after the close").arg(longestGap).arg(shownAfter)));
-        QVERIFY2(!endless || peakAbove < 6 * (whois::kAnswerCap >> 10), qPrintable(QString::number(peakAbove)));
+        // The answer's bytes and the document showing them, about 3x: a copy made on the way passes 4x.
+        QVERIFY2(!endless || peakAbove < 4 * (whois::kAnswerCap >> 10), qPrintable(QString::number(peakAbove)));
 #endif
         QFETCH(qsizetype, shownChars);
         QCOMPARE(page.onScreen().remove(u'\n').size(), shownChars);
