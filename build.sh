@@ -6,7 +6,6 @@
 #                                    build/ (optimised) and build-asan/ (AddressSanitizer + UBSan)
 #   bash build.sh build              the optimised test build in build/, no tests run
 #   bash build.sh bench              the benchmarks under bench/ on build/
-#   bash build.sh fuzz               the byte-parser fuzz targets with clang + libFuzzer, 60 s each
 #   bash build.sh package            pathlark_VERSION_ARCH.deb in this folder
 #   bash build.sh install [PREFIX]   build and install (default prefix /usr/local)
 #   bash build.sh help-chm           recompile the committed help/Pathlark.chm after the pages changed
@@ -108,16 +107,10 @@ case $command in
   test)     cmd_test ;;
   build)    setup test; build_release ;;
   bench)    setup test; build_release; bash bench/run_all.sh build ;;
-  fuzz)
-    setup test
-    CC=clang CXX=clang++ configure build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPATHLARK_LIBFUZZER=ON \
-      -DBUILD_TESTING=ON -DPATHLARK_WERROR=ON
-    cmake --build build-fuzz -j "$jobs" --target fuzzers
-    bash tests/fuzz/run_fuzzers.sh build-fuzz 60 ;;
   package)  cmd_package ;;
   install)  cmd_install "$@" ;;
   help-chm) cmd_help_chm ;;
-  clean)    rm -rf build build-asan build-fuzz build-run build-pkg ;;
+  clean)    rm -rf build build-asan build-run build-pkg ;;
   *)
     sed -n '2,13s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
     exit 2 ;;

@@ -3,7 +3,7 @@
 #   setup.sh run      — building and running the program
 #   setup.sh help     — that plus the help compiler (refreshing help/Pathlark.chm)
 #   setup.sh package  — that plus the tools that build and check the Debian package
-#   setup.sh test     — everything the test suite, the benchmarks and the fuzzers need
+#   setup.sh test     — everything the test suite and the benchmarks need
 set -euo pipefail
 
 profile=${1:-run}
@@ -24,7 +24,6 @@ test_packages=(
   dnsmasq-base socat
   iputils-ping traceroute mtr-tiny
   libchm-bin
-  clang libclang-rt-14-dev
   python3 python3-pyatspi at-spi2-core dbus dbus-x11
   libcap2-bin
 )

@@ -13,7 +13,7 @@ mkdir -m 700 "$work/own"
 export XDG_RUNTIME_DIR="$work/own"
 if command -v xvfb-run >/dev/null; then
   echo "-- start-up, X11 (Xvfb)"
-  xvfb-run -a -s "-screen 0 1280x800x24" "$bin" 9
+  xvfb-run -a -s "-screen 0 1280x800x24 -noreset" "$bin" 9
 fi
 echo "-- start-up, offscreen"
 QT_QPA_PLATFORM=offscreen "$bin" 9

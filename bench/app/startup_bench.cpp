@@ -8,7 +8,7 @@
 #include "app/Application.h"
 #include "app/Form1.h"
 #include "app/MultiLineTextBox.h"
-#include "platform/LinuxIcmpSocket.h"
+#include "platform/IcmpSocket.h"
 
 #include <QApplication>
 #include <QKeyEvent>

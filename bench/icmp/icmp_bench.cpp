@@ -8,10 +8,10 @@
 #include "app/RealPlatform.h"
 #include "app/ResultsTable.h"
 #include "icmp/AxIcmp.h"
-#include "platform/LinuxIcmpSocket.h"
-#include "platform/LinuxInterfaceList.h"
-#include "platform/QtEngineClock.h"
-#include "platform/SystemNameLookup.h"
+#include "platform/IcmpSocket.h"
+#include "platform/InterfaceList.h"
+#include "platform/EngineClock.h"
+#include "platform/NameLookup.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -3,6 +3,7 @@
 #include "AppIcon.h"
 #include "CommandLine.h"
 #include "Form1.h"
+#include "Module1.h"
 #include "RealPlatform.h"
 
 #include <QApplication>
@@ -32,7 +33,7 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
     }
 
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Pathlark"));
+    QApplication::setApplicationName(kProgramTitle);
     QApplication::setApplicationVersion(QStringLiteral(PATHLARK_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("pathlark"));
     QApplication::setWindowIcon(appIcon());

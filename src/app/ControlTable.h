@@ -3,8 +3,11 @@
 
 #include <span>
 
+class Form1;
+class QWidget;
+
 // The main window, declared as data: every control with its kind, page, text, font,
-// place and tab index. The window is built from this table and tests check against it.
+// place, tab index and the member it is bound to. The window is built from this table.
 
 enum class ControlKind {
     Button,
@@ -32,6 +35,7 @@ struct ControlSpec {
     bool enabled;
     bool visible;         // initial visibility, before start-up changes it
     const char* buddy;    // for labels: the text box they name
+    void (*bind)(Form1& form, QWidget* control);   // sets the window's member of that name
 };
 
 struct ColumnSpec {
@@ -40,18 +44,15 @@ struct ColumnSpec {
     int widthTwips;
 };
 
-struct WindowSpec {
-    const char* caption;
-    int clientWidthTwips;
-    int clientHeightTwips;
-};
-
-inline constexpr WindowSpec kWindow{"Pathlark", 8985, 5265};
+// The window's client area.
+inline constexpr int kWindowWidthTwips = 8985;
+inline constexpr int kWindowHeightTwips = 5265;
 
 // Tab captions are stored padded with blanks; the program identifies pages by the trimmed text.
 std::span<const char* const> tabCaptions();
-std::span<const ControlSpec> controlTable();
 std::span<const ColumnSpec> resultColumns();
+// The controls themselves are Form1::kControls, in ControlTable.cpp: the table can name the
+// window's members that way.
 
 inline constexpr double kArialPointSize = 8.25;
 inline constexpr double kCourierPointSize = 8.25;

@@ -1,5 +1,6 @@
 #include "CopySave.h"
 
+#include "Module1.h"
 #include "ResultsTable.h"
 #include "platform/ui/Dialogs.h"
 
@@ -48,12 +49,12 @@ void addCopyAndSave(QAbstractScrollArea* view, std::function<QString(bool all)> 
     });
     addAction(view, QObject::tr("&Save As…"), {}, [view, text, &files, &messages] {
         const QString path = files.saveFileName(view->window(), QObject::tr("Save Results"),
-                                                QStringLiteral("Pathlark results.txt"));
+                                                kProgramTitle + QObject::tr(" results.txt"));
         if (path.isEmpty())
             return;
         QSaveFile file(path);
         if (!file.open(QIODevice::WriteOnly) || file.write(text(true).toUtf8()) < 0 || !file.commit())
             messages.show(view->window(), QObject::tr("Could not save %1: %2").arg(path, file.errorString()),
-                          MessageBox::kExclamation, QStringLiteral("Pathlark"));
+                          MessageBox::kExclamation, kProgramTitle);
     });
 }

@@ -3,11 +3,10 @@
 
 #include "Label.h"
 #include "MultiLineTextBox.h"
-#include "dns/HostEntDecode.h"
-#include "dns/HostEntText.h"
-#include "platform/IcmpControl.h"
+#include "dns/HostEntry.h"
+#include "icmp/IcmpControl.h"
 #include "platform/Resolver.h"
-#include "platform/WindowMessage.h"
+#include "platform/SocketsLayer.h"
 
 #include <QLineEdit>
 #include <QPushButton>
@@ -43,10 +42,8 @@ void Form1::wireDns()
 
 void Form1::DoLookup_Click()
 {
-    if (module.IsConnected != kTrue16) {
-        showNotConnected();
+    if (refusedWithoutConnection())
         return;
-    }
     // The check only chooses between the warning and the caption: the lookup goes ahead either way.
     checkHost(DNSHost, m_lookupCheck, [this](const QString& host, bool found) {
         if (found) {

@@ -4,24 +4,12 @@
 
 #include "help/HelpPages.h"
 #include "help/cHtmlHelp.h"
-#include "platform/HelpViewer.h"
+#include "platform/Desktop.h"
 #include "platform/ui/Dialogs.h"
-#include "platform/Shell.h"
 
 #include <QCoreApplication>
 #include <QPointer>
 #include <QScopeGuard>
-
-namespace {
-
-constexpr qint16 kKeyF1 = 112;
-
-} // namespace
-
-void Form1::wireHelp()
-{
-    programFolder = QCoreApplication::applicationDirPath();
-}
 
 void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
 {
@@ -50,7 +38,7 @@ void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
         try {
             if (!module.ContextHelp)
                 module.ContextHelp = std::make_unique<cHtmlHelp>(m_platform.helpViewer);
-            module.ContextHelp->htmlHelpCaller(this);
+            module.ContextHelp->htmlHelpCaller(windowHandle());
             module.ContextHelp->htmlHelpFileName(programFolder + QLatin1String(kCompiledHelpFile));
             if (page.topic.isEmpty())
                 module.ContextHelp->htmlHelpHome();
@@ -59,8 +47,7 @@ void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
         } catch (const HtmlHelpError& error) {
             // Shown like every other failure of the program: exclamation mark, the program's
             // title. "Help for Pathlark" stays the title of the missing-browser message alone.
-            m_platform.messageBox->show(this, error.description(), MessageBox::kExclamation,
-                                        QStringLiteral("Pathlark"));
+            m_platform.messageBox->show(this, error.description(), MessageBox::kExclamation, kProgramTitle);
         }
         return;
     }
@@ -68,7 +55,7 @@ void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
     if (ShellOpen(this, programFolder + page.file) <= Shell::kHighestFailure && !closedMeanwhile())
         m_platform.messageBox->show(this,
                                     QStringLiteral("This help file requires an Internet browser in order to be displayed."),
-                                    MessageBox::kExclamation, QStringLiteral("Help for Pathlark"));
+                                    MessageBox::kExclamation, QStringLiteral("Help for ") + kProgramTitle);
 }
 
 qint32 Form1::ShellOpen(QWidget* owner, const QString& path)

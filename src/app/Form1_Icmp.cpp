@@ -4,7 +4,7 @@
 #include "Label.h"
 #include "MultiLineTextBox.h"
 #include "ResultsTable.h"
-#include "platform/IcmpControl.h"
+#include "icmp/IcmpControl.h"
 
 #include <QLineEdit>
 #include <QPushButton>
@@ -28,10 +28,8 @@ void Form1::cmdPing_Click()
     ListView1->setColumnHeader(QStringLiteral("TTL"), QStringLiteral("TTL"));
     cmdPing->setEnabled(true);
     cmdCancel->setEnabled(false);
-    if (module.IsConnected != kTrue16) {
-        showNotConnected();
+    if (refusedWithoutConnection())
         return;
-    }
     // Texts under two characters are kept as typed, and still checked.
     checkHost(txtRemote, m_pingCheck, [this](const QString& host, bool found) {
         if (!found)
@@ -53,10 +51,8 @@ void Form1::cmdCancel_Click()
 void Form1::cmdTraceroute_Click()
 {
     CancelRequested = kFalse16;
-    if (module.IsConnected != kTrue16) {
-        showNotConnected();
+    if (refusedWithoutConnection())
         return;
-    }
     HostResponse->hide();
     cmdPing->setEnabled(false);
     cmdTraceroute->setEnabled(false);

@@ -1,12 +1,12 @@
 // Start-up and shut-down of the main window.
 #include "Form1.h"
 
-#include "DialUp.h"
+#include "icmp/LocalAddress.h"
 #include "MultiLineTextBox.h"
-#include "platform/IcmpControl.h"
+#include "icmp/IcmpControl.h"
 #include "platform/InterfaceList.h"
 #include "platform/ui/Dialogs.h"
-#include "platform/TcpControl.h"
+#include "platform/Controls.h"
 
 #include <QLineEdit>
 
@@ -20,8 +20,8 @@ void Form1::Form_Load()
         module.IsConnected = kTrue16;
     } else {
         module.IsConnected = kFalse16;
-        m_platform.messageBox->show(this, QStringLiteral("Pathlark requires an Internet connection to be fully functional."),
-                                    MessageBox::kExclamation, QStringLiteral("Pathlark"));
+        m_platform.messageBox->show(this, kProgramTitle + QStringLiteral(" requires an Internet connection to be fully functional."),
+                                    MessageBox::kExclamation, kProgramTitle);
         return;
     }
 
@@ -33,6 +33,5 @@ void Form1::Form_Load()
 void Form1::Form_Unload(qint16& /*Cancel*/)
 {
     module.ContextHelp.reset();
-    if (Winsock1->State() != 0)
-        Winsock1->Close();
+    closeConnectionIfOpen();
 }

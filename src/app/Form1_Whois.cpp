@@ -4,10 +4,8 @@
 
 #include "MultiLineTextBox.h"
 #include "platform/ui/Dialogs.h"
-#include "platform/TcpControl.h"
-#include "platform/Timer.h"
-#include "whois/WhoisAnswer.h"
-#include "whois/WhoisQuery.h"
+#include "platform/Controls.h"
+#include "whois/Whois.h"
 
 #include <QLineEdit>
 #include <QPushButton>
@@ -29,10 +27,8 @@ void Form1::wireWhois()
 
 void Form1::Command1_Click()
 {
-    if (module.IsConnected != kTrue16) {
-        showNotConnected();
+    if (refusedWithoutConnection())
         return;
-    }
     HostResponse->setVisible(true);
     m_platform.busyPointer->setBusy(true);
     Command1->setEnabled(false);
@@ -43,10 +39,9 @@ void Form1::Command1_Click()
     const std::optional<qint32> port = whois::portNumber(Text3->text());
     if (!port) {
         // Nothing to connect to: back to idle before the modal box, which then says why.
-        Command1->setEnabled(true);
-        m_platform.busyPointer->setBusy(false);
+        whoisIdle();
         m_platform.messageBox->show(this, QStringLiteral("The port number must be a whole number from 0 to 65535."),
-                                    MessageBox::kNoIcon, QStringLiteral("Pathlark"));
+                                    MessageBox::kNoIcon, kProgramTitle);
         return;
     }
     ServerPort = *port;
@@ -58,8 +53,7 @@ void Form1::Command1_Click()
 
 void Form1::WI_Connect()
 {
-    if (Winsock1->State() != 0)
-        Winsock1->Close();
+    closeConnectionIfOpen();
     Winsock1->setRemoteHost(ServerName);
     Winsock1->setRemotePort(ServerPort);
     Timer1->setInterval(kTimeOutMs);
@@ -93,28 +87,36 @@ void Form1::Winsock1_DataArrival(qint32 /*bytesTotal*/)
 void Form1::Winsock1_Close()
 {
     Timer1->setEnabled(false);
-    if (Winsock1->State() != 0)
-        Winsock1->Close();
+    closeConnectionIfOpen();
     WI_AddCR();
     // Shown from the very bytes: a large answer is laid out a slice at a time, never copied.
     HostResponse->setText(ResponseText, whois::answerEncoding(ResponseText),
                           WI_AnswerCut ? whois::answerCutNote() : QString());
-    Command1->setEnabled(true);
-    m_platform.busyPointer->setBusy(false);
+    whoisIdle();
 }
 
 void Form1::Timer1_Timer()
 {
     Timer1->setEnabled(false);
-    if (Winsock1->State() != 0)
-        Winsock1->Close();
+    closeConnectionIfOpen();
     HostResponse->setText(
         QStringLiteral("For some reason we did not get a response back from the whois server within 30 secs."));
-    Command1->setEnabled(true);
-    m_platform.busyPointer->setBusy(false);
+    whoisIdle();
 }
 
 void Form1::WI_AddCR()
 {
     whois::WI_AddCR(ResponseText);
+}
+
+void Form1::closeConnectionIfOpen()
+{
+    if (Winsock1->State() != TcpControl::kClosed)
+        Winsock1->Close();
+}
+
+void Form1::whoisIdle()
+{
+    Command1->setEnabled(true);
+    m_platform.busyPointer->setBusy(false);
 }

@@ -6,6 +6,9 @@
 
 #include <memory>
 
+// The program's name: the window's caption and the title of its message boxes.
+inline const QString kProgramTitle = QStringLiteral("Pathlark");
+
 // State shared by the whole program.
 struct Module1 {
     // Settled once at start-up: only kTrue16 lets the tools run.

@@ -1,16 +1,14 @@
 #include "RealPlatform.h"
 
 #include "icmp/AxIcmp.h"
-#include "platform/LinuxIcmpSocket.h"
-#include "platform/LinuxInterfaceList.h"
+#include "platform/IcmpSocket.h"
+#include "platform/InterfaceList.h"
 #include "platform/ui/QtDialogs.h"
-#include "platform/QtEngineClock.h"
-#include "platform/QtTcpControl.h"
-#include "platform/QtTimer.h"
-#include "platform/SystemNameLookup.h"
-#include "platform/SystemResolver.h"
-#include "platform/XdgHelpViewer.h"
-#include "platform/XdgShell.h"
+#include "platform/EngineClock.h"
+#include "platform/Controls.h"
+#include "platform/NameLookup.h"
+#include "platform/Resolver.h"
+#include "platform/Desktop.h"
 
 struct RealPlatform::Adapters {
     QtMessageBox messageBox;

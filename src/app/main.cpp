@@ -1,5 +1,5 @@
 #include "Application.h"
-#include "platform/LinuxIcmpSocket.h"
+#include "platform/IcmpSocket.h"
 #include "platform/Memory.h"
 
 #include <cstdio>

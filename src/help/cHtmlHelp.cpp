@@ -1,6 +1,6 @@
 #include "cHtmlHelp.h"
 
-#include "platform/HelpViewer.h"
+#include "platform/Desktop.h"
 
 #include <QFileInfo>
 
@@ -14,12 +14,12 @@ void cHtmlHelp::raise(qint32 number, const QString& description)
     throw HtmlHelpError(number, QStringLiteral("cHtmlHelp"), description);
 }
 
-QWidget* cHtmlHelp::htmlHelpCaller() const
+QWindow* cHtmlHelp::htmlHelpCaller() const
 {
     return m_caller;
 }
 
-void cHtmlHelp::htmlHelpCaller(QWidget* ParentForm)
+void cHtmlHelp::htmlHelpCaller(QWindow* ParentForm)
 {
     m_caller = ParentForm;
     if (m_caller.isNull())

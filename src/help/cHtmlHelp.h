@@ -1,11 +1,36 @@
 #pragma once
-#include "help/HtmlHelpError.h"
-
+#include <QByteArray>
 #include <QPointer>
 #include <QString>
-#include <QWidget>
+#include <QWindow>
+
+#include <exception>
 
 class HelpViewer;
+
+// A failure raised by the help wrapper: its number, the source that raised it and a
+// description for the user.
+class HtmlHelpError : public std::exception {
+public:
+    HtmlHelpError(qint32 number, QString source, QString description)
+        : m_number(number)
+        , m_source(std::move(source))
+        , m_description(std::move(description))
+        , m_what(m_description.toUtf8())
+    {
+    }
+
+    qint32 number() const noexcept { return m_number; }
+    const QString& source() const noexcept { return m_source; }
+    const QString& description() const noexcept { return m_description; }
+    const char* what() const noexcept override { return m_what.constData(); }
+
+private:
+    qint32 m_number;
+    QString m_source;
+    QString m_description;
+    QByteArray m_what;
+};
 
 // Binds the desktop's compiled-help viewer to one owner window and one help file. Set the
 // caller, then the file name, then show help; each step may be repeated at any time. Every
@@ -23,8 +48,8 @@ public:
     cHtmlHelp(const cHtmlHelp&) = delete;
     cHtmlHelp& operator=(const cHtmlHelp&) = delete;
 
-    QWidget* htmlHelpCaller() const;
-    void htmlHelpCaller(QWidget* ParentForm);
+    QWindow* htmlHelpCaller() const;
+    void htmlHelpCaller(QWindow* ParentForm);
     void htmlHelpHome();
     QString htmlHelpFileName() const;
     void htmlHelpFileName(QString WhichHelpFileName);
@@ -37,7 +62,7 @@ private:
 
     HelpViewer* m_viewer;
     // Guarded: a caller window that closes leaves an empty reference, never a dangling one.
-    QPointer<QWidget> m_caller;
+    QPointer<QWindow> m_caller;
     QString m_helpFile;
     qint32 m_helpWindow = 0;
 };

@@ -1,6 +1,6 @@
 #pragma once
 #include "ProbeRun.h"
-#include "platform/IcmpControl.h"
+#include "IcmpControl.h"
 
 class InterfaceList;
 

@@ -90,14 +90,6 @@ void ProbeRun::stop()
     m_reports.clear();
 }
 
-int ProbeRun::ignoredTotal() const
-{
-    int total = 0;
-    for (int n : m_ignored)
-        total += n;
-    return total;
-}
-
 qint64 ProbeRun::now() const
 {
     return m_adapters.clock->monotonicNs();

@@ -7,7 +7,6 @@
 #include <QHostAddress>
 #include <QObject>
 
-#include <array>
 #include <deque>
 #include <functional>
 #include <limits>
@@ -48,8 +47,8 @@ struct RunReport {
     const char* option = nullptr;   // SocketSetupFailed: the option refused
 };
 
-// Packets that reached the socket but answer none of our probes. They are only counted.
-enum class Ignored { NotOurs, Truncated, Malformed, BadChecksum, Late, NotAHop, Count };
+// Why a packet that reached the socket answers none of our probes. Such packets are only counted.
+enum class Ignored { NotOurs, Truncated, Malformed, BadChecksum, Late, NotAHop };
 
 // One ping sequence or trace: its socket, its probes and its reports. Reports leave in
 // order, each answer waiting at most about a second for its responder's name; a run ends
@@ -76,8 +75,7 @@ public:
 
     bool hasSocket() const { return m_socket != nullptr; }
     IcmpSocket::Kind socketKind() const { return m_socketKind; }
-    int ignored(Ignored reason) const { return m_ignored[size_t(reason)]; }
-    int ignoredTotal() const;
+    int ignoredTotal() const { return m_ignored; }
 
 protected:
     static constexpr qint64 kNever = std::numeric_limits<qint64>::max();
@@ -110,7 +108,7 @@ protected:
     void lookUpName(const QHostAddress& address);
     // Queues the Complete report and frees the socket; the queued reports still go out.
     void finish();
-    void countIgnored(Ignored reason) { ++m_ignored[size_t(reason)]; }
+    void countIgnored(Ignored) { ++m_ignored; }
     qint64 now() const;
     const QHostAddress& target() const { return m_target; }
     bool probing() const { return m_socket != nullptr && !m_stopped; }
@@ -148,7 +146,7 @@ private:
     QHash<quint16, Probe> m_probes;
     QHash<QHostAddress, Name> m_names;
     std::deque<RunReport> m_reports;
-    std::array<int, size_t(Ignored::Count)> m_ignored{};
+    int m_ignored = 0;
     bool m_stopped = false;
     bool m_delivering = false;
 };

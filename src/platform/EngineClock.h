@@ -23,3 +23,11 @@ public:
     // `fire` runs on the UI thread once the deadline has passed.
     virtual std::unique_ptr<EngineAlarm> createAlarm(std::function<void()> fire) = 0;
 };
+
+// The system's clocks and QTimer alarms.
+class QtEngineClock final : public EngineClock {
+public:
+    qint64 monotonicNs() const override;
+    qint64 realtimeNs() const override;
+    std::unique_ptr<EngineAlarm> createAlarm(std::function<void()> fire) override;
+};

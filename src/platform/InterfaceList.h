@@ -24,3 +24,11 @@ public:
     virtual QString defaultRouteInterface(bool ipv6 = false) const = 0;
     virtual QString hostName() const = 0;
 };
+
+// getifaddrs(), /proc/net/route, /proc/net/ipv6_route and gethostname().
+class LinuxInterfaceList final : public InterfaceList {
+public:
+    std::vector<NetInterface> interfaces() const override;
+    QString defaultRouteInterface(bool ipv6 = false) const override;
+    QString hostName() const override;
+};

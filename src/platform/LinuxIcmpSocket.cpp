@@ -1,4 +1,4 @@
-#include "LinuxIcmpSocket.h"
+#include "IcmpSocket.h"
 
 #include <QNetworkInterface>
 #include <QSocketNotifier>

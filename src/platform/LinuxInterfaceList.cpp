@@ -1,4 +1,4 @@
-#include "LinuxInterfaceList.h"
+#include "InterfaceList.h"
 
 #include <QFile>
 

@@ -1,6 +1,14 @@
 #pragma once
 #include <QByteArray>
+#include <QEvent>
+#include <QObject>
 #include <QtGlobal>
+
+#include <functional>
+
+// What the program's lookups stand on: the sockets layer's start-up count and error numbers,
+// the packed host entry a lookup leaves in its caller's buffer, and the window message that
+// tells the caller a lookup has ended.
 
 // Start-up information of the sockets layer, as its callers keep it.
 struct WSADATA {
@@ -33,3 +41,60 @@ int startups();
 quint32 inet_addr(const QByteArray& text);
 // The 16 bytes of an IPv6 address written as text ("2001:db8::1"); empty for anything else.
 QByteArray inet6Address(const QByteArray& text);
+
+// The packed host entry a background lookup leaves in the caller's buffer: a 16-byte
+// header of little-endian fields whose pointers are 32-bit offsets from the start of the
+// buffer (0 is the null pointer), then the data area the pointers point into.
+namespace hostent_layout {
+inline constexpr int kBufferSize = 1040;
+inline constexpr int kHeaderSize = 16;
+inline constexpr int kDataAreaSize = kBufferSize - kHeaderSize;
+
+inline constexpr int kNameField = 0;        // 32-bit pointer to the official name
+inline constexpr int kAliasesField = 4;     // 32-bit pointer to the null-ended alias pointer list
+inline constexpr int kAddrTypeField = 8;    // 16-bit address family
+inline constexpr int kLengthField = 10;     // 16-bit signed bytes per address
+inline constexpr int kAddrListField = 12;   // 32-bit pointer to the null-ended address pointer list
+
+// A name is read through a span of this many bytes: it ends at the first NUL in it.
+inline constexpr int kNameSpan = 256;
+// Longest address the decoder takes (an IPv6 address); lookups here deliver 4 bytes.
+inline constexpr int kMaxAddressLength = 16;
+} // namespace hostent_layout
+
+// Error numbers a lookup completes with, as the sockets layer numbers them.
+inline constexpr quint16 WSAENOBUFS = 10055;          // the entry does not fit the buffer
+inline constexpr quint16 WSAHOST_NOT_FOUND = 11001;
+inline constexpr quint16 WSATRY_AGAIN = 11002;
+inline constexpr quint16 WSANO_RECOVERY = 11003;
+inline constexpr quint16 WSANO_DATA = 11004;
+
+// A message sent to a window object, as the platform's background lookups notify their
+// caller: message number and its two parameters.
+class WindowMessage final : public QEvent {
+public:
+    WindowMessage(quint32 msg, quintptr wParam, qintptr lParam);
+    static QEvent::Type eventType();
+
+    quint32 msg;
+    quintptr wParam;
+    qintptr lParam;
+};
+
+// The number of the left-button-up message, which lookups are asked to complete with.
+inline constexpr quint32 WM_LBUTTONUP = 0x0202;
+
+// The second parameter of a lookup's completion: error number high, length low.
+inline qintptr makeAsyncLParam(quint16 length, quint16 error)
+{
+    return qintptr(quint32(error) << 16 | length);
+}
+
+// Ends a background lookup on the UI thread: copies the request's entry into the
+// caller's buffer, then sends the message to the window. Does nothing when the window
+// is gone (the buffer belongs to it and may be gone too).
+void completeLookup(QObject* hWnd, quint32 wMsg, qint32 handle, char* buf, int buflen, const QByteArray& entry,
+                    quint16 error, quint16 length);
+
+// Calls `handler` for every window message sent to `window`, for the window's lifetime.
+void onWindowMessage(QObject* window, std::function<void(const WindowMessage&)> handler);

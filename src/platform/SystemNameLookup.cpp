@@ -1,4 +1,4 @@
-#include "SystemNameLookup.h"
+#include "NameLookup.h"
 
 #include "OffThread.h"
 

@@ -1,9 +1,9 @@
-#include "SystemResolver.h"
+#include "Resolver.h"
 
 #include "OffThread.h"
-#include "WindowMessage.h"
-#include "dns/HostEntLayout.h"
-#include "dns/HostEntPack.h"
+#include "SocketsLayer.h"
+#include "platform/SocketsLayer.h"
+#include "platform/HostEntPack.h"
 
 
 #include <netdb.h>

@@ -10,8 +10,10 @@ also call themselves editable, the whole whois answer (a NUL in it included), th
 deletions carrying the text removed, the table's headers and cells after a ping driven through
 AT-SPI, and never two "Results" showing at once. Exit status 0 passed, 1 failed, 77 skipped.
 """
+import ctypes
 import os
 import shutil
+import signal
 import socket
 import subprocess
 import sys
@@ -28,17 +30,33 @@ def fail(why):
 
 
 def outer():
-    for tool in ("xvfb-run", "dbus-run-session"):
+    for tool in ("Xvfb", "dbus-run-session"):
         if not shutil.which(tool):
             print(f"SKIP: {tool} is not installed (packages xvfb, dbus)")
             sys.exit(SKIP)
     if not os.path.exists("/usr/libexec/at-spi-bus-launcher"):
         print("SKIP: the accessibility bus is not installed (package at-spi2-core)")
         sys.exit(SKIP)
-    env = dict(os.environ, PATHLARK_A11Y_INNER="1")
+    # An X server of our own on a free display, which it names once it takes connections (no race
+    # with a display number in use), that never resets when its last client goes (a reset refuses
+    # the next client for a moment), and that goes when this script goes, however it ends.
+    ready, ready_w = os.pipe()
+    libc = ctypes.CDLL(None, use_errno=True)
+    xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(ready_w), "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"],
+                            pass_fds=(ready_w,), stderr=subprocess.DEVNULL,
+                            preexec_fn=lambda: libc.prctl(1, signal.SIGTERM))   # PR_SET_PDEATHSIG
+    os.close(ready_w)
+    display = os.read(ready, 32).decode().strip()
+    if not display:
+        fail("Xvfb did not start")
+    env = dict(os.environ, PATHLARK_A11Y_INNER="1", DISPLAY=":" + display)
     env.pop("QT_QPA_PLATFORM", None)   # a real X server, not offscreen
-    command = ["xvfb-run", "-a", "-s", "-screen 0 1024x768x24", "dbus-run-session", "--", sys.executable] + sys.argv
-    sys.exit(subprocess.run(command, env=env, timeout=150).returncode)
+    try:
+        status = subprocess.run(["dbus-run-session", "--", sys.executable] + sys.argv, env=env, timeout=150).returncode
+    finally:
+        xvfb.terminate()
+        xvfb.wait()
+    sys.exit(status)
 
 
 def serve(server, queries):

@@ -1,43 +1,33 @@
-// The built window against its control table, and what a keyboard or screen-reader user meets.
+// The main window as a user meets it: its pages, the keyboard, start-up and shut-down, and the
+// steps every tool shares. What a screen reader reads of it, tests/a11y/a11y_bus.py reads.
 #include "FormHarness.h"
-#include "app/ControlTable.h"
 #include "app/Label.h"
 #include "app/MultiLineTextBox.h"
-#include "app/ResultsTable.h"
+#include "app/SlashCut.h"
+#include "icmp/AxIcmp.h"
 
-#include <QAccessible>
-#include <QAccessibleTableInterface>
-#include <QHeaderView>
-#include <QLineEdit>
-#include <QPushButton>
+#include <QSignalSpy>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QtTest>
 
+using Interfaces = std::vector<NetInterface>;
+using F = FakeInterfaceList;
+
 namespace {
 
-const char* className(ControlKind kind)
-{
-    switch (kind) {
-    case ControlKind::Button: return "QPushButton";
-    case ControlKind::TabControl: return "QTabWidget";
-    case ControlKind::TextBox:
-    case ControlKind::ReadOnlyTextBox: return "QLineEdit";
-    case ControlKind::AutoSizeLabel:
-    case ControlKind::FixedLabel: return "Label";
-    case ControlKind::ResultsTable: return "ResultsTable";
-    case ControlKind::MultiLineTextBox: return "MultiLineTextBox";
-    }
-    return "";
-}
+constexpr quint32 kAddr = 0xC6120002;   // 198.18.0.2
+const QString kNotConnected = QStringLiteral("You must connected to the Internet for this function to work properly.");
 
-QString textOf(QWidget* w)
+// The window's own controls that show, by name, sorted.
+QString shownControls(const QWidget& form)
 {
-    if (auto* b = qobject_cast<QPushButton*>(w)) return b->text();
-    if (auto* e = qobject_cast<QLineEdit*>(w)) return e->text();
-    if (auto* l = qobject_cast<Label*>(w)) return l->caption();
-    if (auto* m = qobject_cast<MultiLineTextBox*>(w)) return m->text();
-    return {};
+    QStringList names;
+    for (const QWidget* w : form.findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
+        if (w->isVisible() && !w->objectName().isEmpty())
+            names << w->objectName();
+    names.sort();
+    return names.join(u' ');
 }
 
 } // namespace
@@ -45,204 +35,178 @@ QString textOf(QWidget* w)
 class TestWindow : public QObject {
     Q_OBJECT
 private slots:
-    // A control missing, misplaced, mis-fonted or on the wrong page.
-    void controlMatchesTable_data()
+    // Catches a wrong size or title bar, a control on the wrong page, the table left showing behind
+    // the text box (to Tab and screen readers), a label running into its box or a fixed one resizing.
+    void windowAndPages()
     {
-        QTest::addColumn<int>("index");
-        for (int i = 0; i < int(controlTable().size()); ++i)
-            QTest::newRow(controlTable()[i].name) << i;
-    }
-    void controlMatchesTable()
-    {
-        QFETCH(int, index);
-        const ControlSpec& control = controlTable()[index];
         FormHarness h({.load = false});
         Form1& form = *h.form;
         form.show();
         QVERIFY(QTest::qWaitForWindowExposed(&form));
-
-        auto* w = form.findChild<QWidget*>(QString::fromLatin1(control.name));
-        QVERIFY2(w, control.name);
-        QVERIFY(w->inherits(className(control.kind)));
-        if (control.kind != ControlKind::TabControl)
-            QCOMPARE(textOf(w), QString::fromLatin1(control.text));
-        QCOMPARE(w->isEnabled(), control.enabled);
-
-        const QFont font = w->font();
-        switch (control.font) {
-        case FontChoice::Arial:
-            QCOMPARE(font.family(), QStringLiteral("Arial"));
-            QCOMPARE(font.pointSizeF(), 8.25);
-            break;
-        case FontChoice::CourierNew:
-            QCOMPARE(font.family(), QStringLiteral("Courier New"));
-            QCOMPARE(font.pointSizeF(), 8.25);
-            break;
-        case FontChoice::WindowFont:
-            QCOMPARE(font, form.font());
-            break;
-        }
-
-        // Page controls are placed on the tab control's own area; the others on the window.
-        QRect expected = control.rect.toPixels();
-        if (control.page != Page::Window)
-            expected.translate(form.SSTab1->pos());
-        if (control.kind != ControlKind::TabControl)
-            QCOMPARE(w->parentWidget(), &form);
-        QCOMPARE(w->pos(), expected.topLeft());
-        auto* label = qobject_cast<Label*>(w);
-        QCOMPARE(label && label->isAutoSize(), control.kind == ControlKind::AutoSizeLabel);
-        if (label && label->isAutoSize())
-            QCOMPARE(w->size(), label->fittedSize(label->caption()));
-        else
-            QCOMPARE(w->size(), expected.size());
-
-        // Only the controls of the page in front show.
-        for (int page = 0; page < 4; ++page) {
-            form.SSTab1->setCurrentIndex(page);
-            const bool shown = control.kind == ControlKind::ResultsTable ? form.HostResponse->isHidden()
-                : control.page == Page::Window                           ? control.visible
-                                                                         : int(control.page) == page;
-            QCOMPARE(w->isVisible(), shown);
-        }
-
-        if (control.kind == ControlKind::ReadOnlyTextBox) {
-            auto* box = qobject_cast<QLineEdit*>(w);
-            QVERIFY(box->isReadOnly());
-            QCOMPARE(box->palette().color(QPalette::Base), box->palette().color(QPalette::Button));
-        }
-    }
-
-    // The window itself: caption, fixed size, icon, no maximise, tab captions and the table's columns.
-    void windowAndTabs()
-    {
-        FormHarness h({.load = false});
-        Form1& form = *h.form;
         QCOMPARE(form.windowTitle(), QStringLiteral("Pathlark"));
         QCOMPARE(form.size(), QSize(599, 351));
         QCOMPARE(form.minimumSize(), form.maximumSize());
-        QVERIFY(form.windowFlags() & Qt::WindowMinimizeButtonHint);
-        QVERIFY(!(form.windowFlags() & Qt::WindowMaximizeButtonHint));
-        QVERIFY(!form.windowIcon().pixmap(32, 32).isNull());
+        QVERIFY(!(form.windowFlags() & Qt::WindowMaximizeButtonHint) && (form.windowFlags() & Qt::WindowMinimizeButtonHint));
         QCOMPARE(form.windowIcon().pixmap(32, 32).size(), QSize(32, 32));
 
-        const QStringList words{"Ping", "Traceroute", "DNS Lookup", "Whois"};
-        QCOMPARE(form.SSTab1->count(), 4);
-        for (int i = 0; i < 4; ++i) {
-            const QString after(i == 0 ? 18 : 8, u' ');
-            QCOMPARE(form.SSTab1->tabText(i), QString(9, u' ') + words[i] + after);
+        const QStringList shown{"Label1 Label2 cmdCancel cmdPing lblCaption txtLocal txtRemote",
+                                "Label3 Label4 cmdCancelTrace cmdTraceroute lblCaptionTrace txtLocalTrace txtRemoteTrace",
+                                "DNSHost DoLookup Label5 Label6 lblCaptionDNS txtLocalDNS",
+                                "Command1 Label7 Label8 Label9 Text1 Text2 Text3"};
+        for (int page = 3; page >= 0; --page) {
+            h.openTab(page);
+            QStringList want = ("HostResponse SSTab1 " + shown[page]).split(u' ');
+            want.sort();
+            QCOMPARE(shownControls(form), want.join(u' '));
         }
-        QCOMPARE(form.SSTab1->currentIndex(), 0);
+        const QPoint middle = h.textBox()->geometry().center();
+        QVERIFY(h.textBox()->isAncestorOf(form.childAt(middle)));
+        h.textBox()->hide();
+        QVERIFY(h.find("ListView1")->isVisible() && h.find("ListView1")->isAncestorOf(form.childAt(middle)));
 
-        const QStringList keys{"Hop", "DIP", "DDN", "Time", "Bytes", "TTL"};
-        const QStringList headers{"Hop", "Destination IP", "Dest. Domain Name", "Trip Time", "Bytes", "TTL"};
-        const QList<int> widths{20, 120, 159, 47, 27, 96};
-        QCOMPARE(form.ListView1->columnCount(), 6);
-        QVERIFY(!form.ListView1->isHeaderHidden());
-        for (int i = 0; i < 6; ++i) {
-            QCOMPARE(form.ListView1->columnByKey(keys[i]), i);
-            QCOMPARE(form.ListView1->headerItem()->text(i), headers[i]);
-            QCOMPARE(form.ListView1->columnWidth(i), widths[i]);
-        }
-        QCOMPARE(form.ListView1->columnByKey("Nope"), -1);
-        QCOMPARE(form.ListView1->topLevelItemCount(), 0);
+        auto* remote = h.find<Label>("Label1");
+        const QSize before = remote->size();
+        remote->setCaption(QStringLiteral("Remote Host: https://with.a.longer.prefix/"));
+        QVERIFY(remote->width() > before.width() && remote->pos() == QPoint(62, 61));
+        for (const char* name : {"Label2", "Label4", "Label5", "Label3", "Label6"})
+            QVERIFY2(h.find<Label>(name)->geometry().right() < h.find<Label>(name)->buddy()->x(), name);
+        auto* caption = h.find<Label>("lblCaption");
+        const QSize fixed = caption->size();
+        caption->setCaption(QStringLiteral("Pinging a-very-long-host-name.example with 32 bytes of data"));
+        QCOMPARE(caption->size(), fixed);
     }
 
-    // The output area: the text box covers the table exactly when it is visible.
-    void outputAreaStacking()
+    // Catches a default button not following the page, Enter pressing the wrong or a disabled button,
+    // Space no longer clicking (the window previews key releases), Tab out of the page's order.
+    void pagesAndKeys()
     {
-        FormHarness h({.load = false});
-        Form1& form = *h.form;
-        form.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&form));
-        const QPoint middle = form.HostResponse->geometry().center();
-        QWidget* top = form.childAt(middle);
-        QVERIFY(top && (top == form.HostResponse || form.HostResponse->isAncestorOf(top)));
-        form.HostResponse->hide();
-        top = form.childAt(middle);
-        QVERIFY(top && (top == form.ListView1 || form.ListView1->isAncestorOf(top)));
-        QVERIFY(!form.ReceiveWindow->isVisible());
-    }
-
-    // A label sized to its caption that keeps its old size, or a fixed label that resizes.
-    void labelsFollowTheirCaption()
-    {
-        FormHarness h({.load = false});
-        Form1& form = *h.form;
-        const QSize before = form.Label1->size();
-        form.Label1->setCaption(QStringLiteral("Remote Host: https://with.a.longer.prefix/"));
-        QVERIFY(form.Label1->width() > before.width());
-        form.Label1->setCaption(QStringLiteral("Host:"));
-        QVERIFY(form.Label1->width() < before.width());
-        QCOMPARE(form.Label1->pos(), QPoint(6 + 56, 7 + 54));
-
-        // Captions beside their boxes stay clear of them.
-        for (Label* label : {form.Label2, form.Label4, form.Label5, form.Label3, form.Label6})
-            QVERIFY2(label->geometry().right() < label->buddy()->x(), qPrintable(label->objectName()));
-
-        const QSize fixed = form.lblCaption->size();
-        form.lblCaption->setCaption(QStringLiteral("Pinging a-very-long-host-name.example with 32 bytes of data"));
-        QCOMPARE(form.lblCaption->size(), fixed);
-    }
-
-    // Keyboard-only users: Tab walks the focusable controls of the page in table order.
-    void tabWalksTheTableOrder()
-    {
-        FormHarness h;   // connected: the table shows, the text box is hidden
+        FormHarness h;
         Form1& form = *h.form;
         form.showCentred();
         QVERIFY(QTest::qWaitForWindowActive(&form));
-        QCOMPARE(QApplication::focusWidget(), form.cmdPing);
+        QCOMPARE(form.shared().CurrentTab, QString());
+        QSignalSpy ping(h.button("cmdPing"), &QPushButton::clicked);
+        const auto press = [](QWidget* w, Qt::Key key = Qt::Key_Return) { w->setFocus(), QTest::keyClick(w, key); };
+        press(h.edit("txtRemote"));   // no page switch yet: no default button
+        for (Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space})
+            press(h.button("cmdPing"), key);
+        QCOMPARE(ping.count(), 3);
+
+        const std::tuple<int, const char*, const char*> pages[] = {
+            {1, "Traceroute", "cmdTraceroute"}, {2, "DNS Lookup", "DoLookup"}, {3, "Whois", "Command1"}, {0, "Ping", "cmdPing"}};
+        for (const auto& [page, word, name] : pages) {
+            h.openTab(page);
+            QCOMPARE(form.shared().CurrentTab, QString::fromLatin1(word));
+            QList<QPushButton*> defaults;
+            for (QPushButton* b : form.findChildren<QPushButton*>())
+                if (b->isDefault())
+                    defaults << b;
+            QCOMPARE(defaults, QList<QPushButton*>{h.button(name)});
+        }
+        h.tabs()->setTabText(1, QStringLiteral("   traceroute   "));   // no tool's caption: the default stays
+        h.openTab(1);
+        QCOMPARE(form.shared().CurrentTab + ' ' + form.defaultButton()->objectName(), QStringLiteral("traceroute cmdPing"));
 
         const auto walk = [&](int steps) {
             QStringList names;
             for (int i = 0; i < steps; ++i) {
                 QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
                 QWidget* f = QApplication::focusWidget();
-                names << (f == form.SSTab1->tabBar() ? QStringLiteral("SSTab1") : f->objectName());
+                names << (f == h.tabs()->tabBar() ? QStringLiteral("SSTab1") : f->objectName());
             }
-            return names;
+            return names.join(u' ');
         };
-        // cmdCancel is disabled and skipped; labels never take the focus.
-        QCOMPARE(walk(5), (QStringList{"SSTab1", "txtLocal", "txtRemote", "ListView1", "cmdPing"}));
-
-        form.cmdCancel->setEnabled(true);
-        form.SSTab1->setCurrentIndex(3);
-        form.Command1->setFocus();
-        QCOMPARE(walk(5), (QStringList{"Text3", "Text2", "Text1", "SSTab1", "ListView1"}));
-        QCOMPARE(walk(1), (QStringList{"Command1"}));
+        h.openTab(3);
+        h.button("Command1")->setFocus();
+        QCOMPARE(walk(6), QStringLiteral("Text3 Text2 Text1 SSTab1 ListView1 Command1"));
+        h.openTab(0);
+        h.button("cmdPing")->setFocus();   // Cancel is disabled and skipped; labels never take the focus
+        QCOMPARE(walk(5), QStringLiteral("SSTab1 txtLocal txtRemote ListView1 cmdPing"));
+        h.openTab(3);
+        QSignalSpy query(h.button("Command1"), &QPushButton::clicked);
+        press(h.edit("Text1"));
+        h.button("Command1")->setEnabled(false);
+        press(h.edit("Text1"));
+        QCOMPARE(query.count(), 1);
     }
 
-    // Screen readers: boxes named by their labels, buttons by captions, table cells readable.
-    void accessibleNames()
+    // Catches a machine judged connected or not for the wrong reason (True stored as anything but
+    // -1), boxes filled wrongly, the warning wrong or repeated, start-up crashing on an odd machine.
+    void startUp()
     {
-        FormHarness h;
-        Form1& form = *h.form;
-        form.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&form));
-        const auto name = [](QWidget* w) {
-            QAccessibleInterface* a = QAccessible::queryAccessibleInterface(w);
-            return a ? a->text(QAccessible::Name) : QString();
-        };
-        QCOMPARE(name(form.txtRemote), QStringLiteral("Remote Host: http://"));
-        QCOMPARE(name(form.txtLocal), QStringLiteral("This Computer's IP number:"));
-        QCOMPARE(name(form.Text3), QStringLiteral("Port Number WhoIs Server Is Listening On:"));
-        QCOMPARE(name(form.Text2), QStringLiteral("WhoIs Server to Query"));
-        QCOMPARE(name(form.Text1), QStringLiteral("Domain Name to Lookup:"));
-        QCOMPARE(name(form.cmdTraceroute), QStringLiteral("Trace Route"));
-        QCOMPARE(name(form.Command1), QStringLiteral("Do Query"));
-        QVERIFY(!name(form.HostResponse).isEmpty());
+        const std::tuple<Interfaces, QString, QString, bool> cases[] = {   // machine, host name, fake control's address
+            {{F::loopback(), F::ethernet("eth0", kAddr)}, "alpha", "", true},   // (none: the real control), connected
+            {{F::dialUp("ppp0", kAddr)}, "alpha", "127.0.0.1", true},
+            {{F::dialUp("ppp0", kAddr, false), F::dialUp("ppp1", std::nullopt)}, "alpha", "127.0.0.1", false},
+            {{F::loopback()}, "alpha", "", false},
+            {{}, "alpha", "", false},
+            {{{"eth0", IFF_UP, std::nullopt, {}}}, "alpha", "", false},
+            {{F::ethernet("eth0", kAddr)}, QString(4096, u'h'), "", true}};
+        for (const auto& [interfaces, hostName, controlIp, connected] : cases) {
+            FormHarness h({.load = false, .adjust = [&](Platform& p) {
+                if (controlIp.isEmpty())   // start-up only reads the local address: no sockets needed
+                    p.createIcmpControl = [&h](QObject* parent) { return new AxIcmp(h.interfaces, IcmpAdapters{}, parent); };
+            }});
+            h.interfaces.list = interfaces;
+            h.interfaces.host = hostName;
+            if (h.icmp)
+                h.icmp->localIp = controlIp;
+            h.form->Form_Load();
+            QCOMPARE(h.form->shared().IsConnected, connected ? kTrue16 : kFalse16);
+            QCOMPARE(h.textBox()->isHidden(), connected);
+            const QString box = h.icmp ? "alpha (" + controlIp + ")" : hostName + " (198.18.0.2)";
+            for (const char* name : {"txtLocal", "txtLocalTrace", "txtLocalDNS"})
+                QCOMPARE(h.edit(name)->text(), connected ? box : QString());
+            QCOMPARE(h.messages(), connected ? QString() : "Pathlark requires an Internet connection to be fully functional.");
+            for (const auto& shown : h.messageBox.shown)
+                QVERIFY(shown.flags == MessageBox::kExclamation && shown.title == QLatin1String("Pathlark"));
+        }
+    }
 
-        form.ListView1->addRow(QStringLiteral("--"), {"198.18.0.1", "gw.test", "0.05 ms", "32", "64"});
-        QAccessibleInterface* table = QAccessible::queryAccessibleInterface(form.ListView1);
-        QVERIFY(table && table->tableInterface());
-        QAccessibleTableInterface* t = table->tableInterface();
-        QCOMPARE(t->columnCount(), 6);
-        QTRY_COMPARE(t->rowCount(), 1);
-        QCOMPARE(t->columnDescription(1), QStringLiteral("Destination IP"));
-        QAccessibleInterface* cell = t->cellAt(0, 2);
-        QVERIFY(cell);
-        QCOMPARE(cell->text(QAccessible::Name), QStringLiteral("gw.test"));
+    // Catches a slash cut that misses, cuts too much or reaches further back than the last two
+    // characters; each page's use of it is checked with the page.
+    void slashCut()
+    {
+        const std::pair<const char*, const char*> cuts[] = {{"abc/", "abc"}, {"ab/c", "ab"}, {"a/bc", "a/bc"}, {"abc//", "abc"},
+                                                            {"", ""}, {"/", "/"}, {"a", "a"}, {"//", ""}, {"münchen.de/", "münchen.de"}};
+        for (const auto& [typed, cut] : cuts)
+            QCOMPARE(trailingSlashCut(QString::fromUtf8(typed)), QString::fromUtf8(cut));
+    }
+
+    // Catches a tool that runs, checks a host or touches its box without a connection, or says so
+    // other than once.
+    void toolsNeedAConnection()
+    {
+        FormHarness h({.connected = false});
+        const std::pair<const char*, const char*> tools[] = {
+            {"txtRemote", "cmdPing"}, {"txtRemoteTrace", "cmdTraceroute"}, {"DNSHost", "DoLookup"}, {"Text1", "Command1"}};
+        for (int page = 0; page < 4; ++page) {
+            h.messageBox.shown.clear();
+            h.openTab(page);
+            h.edit(tools[page].first)->setText(QStringLiteral("a.test/"));
+            h.button(tools[page].second)->click();
+            QCOMPARE(h.messages(), kNotConnected);
+            QCOMPARE(h.edit(tools[page].first)->text(), QStringLiteral("a.test/"));
+        }
+        QVERIFY(h.icmp->pings + h.icmp->traces + h.tcp->connects == 0 && h.resolver.checked.isEmpty());
+        QVERIFY(h.resolver.requests.empty() && h.resolver.startups == 0 && h.button("Command1")->isEnabled());
+    }
+
+    // Catches shut-down that leaves a whois connection open, keeps the help object, or asks first.
+    void shutDown()
+    {
+        for (const qint16 state : {TcpControl::kConnected, TcpControl::kConnecting, TcpControl::kClosed}) {
+            FormHarness h;
+            h.form->show();
+            h.helpViewer.installed = true;
+            QTest::keyClick(h.button("cmdPing"), Qt::Key_F1);
+            QVERIFY(h.form->shared().ContextHelp);
+            const size_t messages = h.messageBox.shown.size();
+            h.tcp->state = state;
+            QVERIFY(h.form->close());
+            QCOMPARE(h.tcp->closes, state ? 1 : 0);
+            QVERIFY(!h.form->shared().ContextHelp && h.messageBox.shown.size() == messages);
+        }
     }
 };
 

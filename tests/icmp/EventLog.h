@@ -1,7 +1,7 @@
 #pragma once
-// The ICMP control's events as one line each, for the engine tests and icmp_probe:
+// The ICMP control's events as one line each, for the engine tests and the real runs:
 //   E|description   P|ip|name|trip|size|ttl   T|hop|ip|name|trip|description   C
-#include "platform/IcmpControl.h"
+#include "icmp/IcmpControl.h"
 
 #include <functional>
 
@@ -20,4 +20,13 @@ inline void logEvents(IcmpControl& c, std::function<void(const QString&)> log,
     };
     QObject::connect(&c, &IcmpControl::TraceData, &c, trace, Qt::DirectConnection);
     QObject::connect(&c, &IcmpControl::SequenceComplete, &c, [log] { log(QStringLiteral("C")); });
+}
+
+// The rows of a trace's silent hops from `first` to the last, hop 30.
+inline QStringList silentHops(int first)
+{
+    QStringList rows;
+    for (int n = first; n <= 30; ++n)
+        rows << QStringLiteral("T|%1|*||*|Request timed out").arg(n);
+    return rows;
 }

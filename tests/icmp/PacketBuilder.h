@@ -6,9 +6,8 @@ namespace packets {
 
 constexpr quint32 addr(quint32 a, quint32 b, quint32 c, quint32 d) { return a << 24 | b << 16 | c << 8 | d; }
 
-// The addresses of the packets: our host, the probes' target and a router between.
+// Our host's address, and a router's.
 constexpr quint32 kHost = addr(198, 18, 1, 2);
-constexpr quint32 kTarget = addr(198, 18, 5, 2);
 constexpr quint32 kRouter = addr(198, 18, 3, 1);
 
 // `bytes` with the big-endian `value` of `width` bytes written at `at`.
@@ -26,8 +25,7 @@ inline QByteArray withIcmpChecksum(const QByteArray& m)
 }
 
 // An IPv4 header with `optionBytes` of NOP options, protocol ICMP, in front of `payload`.
-inline QByteArray ipPacket(quint32 source, quint32 destination, int ttl, const QByteArray& payload,
-                           int optionBytes = 0)
+inline QByteArray ipPacket(quint32 source, quint32 destination, int ttl, const QByteArray& payload, int optionBytes = 0)
 {
     const int length = 20 + optionBytes;
     QByteArray p = patched(QByteArray(20, '\0') + QByteArray(optionBytes, '\1'), 0, quint32(0x40 | length / 4));
@@ -42,22 +40,21 @@ inline QByteArray echoReplyTo(const QByteArray& request)
                                                      : withIcmpChecksum(patched(request, 0, icmp::kEchoReply));
 }
 
-// An ICMP error quoting the header of the probe we sent and its first 8 bytes, as routers do.
-inline QByteArray icmpError(quint8 type, quint8 code, const QByteArray& probe, int quotedOptionBytes = 0,
-                            quint32 probeDestination = kTarget)
+// An ICMP error quoting the header of our probe to `probeDestination` (with `quotedOptionBytes`
+// of options) and its first 8 bytes, as routers do.
+inline QByteArray icmpError(quint8 type, const QByteArray& probe, quint32 probeDestination, int quotedOptionBytes = 0)
 {
     const QByteArray quote = ipPacket(kHost, probeDestination, 1, probe, quotedOptionBytes);
-    return withIcmpChecksum(QByteArray(1, char(type)) + char(code) + QByteArray(6, '\0')
-                            + quote.left(28 + quotedOptionBytes));
+    return withIcmpChecksum(QByteArray(1, char(type)) + '\0' + QByteArray(6, '\0') + quote.left(28 + quotedOptionBytes));
 }
 
 // An ICMPv6 error quoting the IPv6 header of a probe to `probeDestination` and its first 8 bytes.
-inline QByteArray icmpv6Error(quint8 type, quint8 code, const QByteArray& probe, const QHostAddress& probeDestination)
+inline QByteArray icmpv6Error(quint8 type, const QByteArray& probe, const QHostAddress& probeDestination)
 {
     QByteArray header = patched(patched(QByteArray(40, '\0'), 0, 0x60), 4, quint32(probe.size() << 16 | 58 << 8 | 1), 4);
     const Q_IPV6ADDR to = probeDestination.toIPv6Address();
     header.replace(24, 16, QByteArray(reinterpret_cast<const char*>(to.c), 16));
-    return QByteArray(1, char(type)) + char(code) + QByteArray(6, '\0') + header + probe.left(8);
+    return QByteArray(1, char(type)) + '\0' + QByteArray(6, '\0') + header + probe.left(8);
 }
 
 } // namespace packets

@@ -1,11 +1,11 @@
 // The ICMP engine on a simulated path, with a fake clock: which rows a run raises, in which
-// order and when; and the real name lookup's hand-back.
+// order and when.
 #include "EventLog.h"
-#include "FakeInterfaceList.h"
+#include "Fakes.h"
 #include "PacketBuilder.h"
 #include "icmp/AxIcmp.h"
 #include "platform/EngineClock.h"
-#include "platform/SystemNameLookup.h"
+#include "platform/NameLookup.h"
 
 #include <QPointer>
 #include <QtTest>
@@ -13,8 +13,6 @@
 using namespace packets;
 
 namespace {
-
-const QHostAddress kV4Host(kHost), kV6Host(QStringLiteral("2001:db8:1::2"));
 
 // A path of nodes as the test writes it, one token a node: "10" a router answering after
 // 10 ms ("10?" one whose name never comes), "-" a silent one, "50!" the target's echo reply after 50 ms, "50x" the target
@@ -49,9 +47,7 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
         }
         std::optional<IcmpReceived> receive() override
         {
-            if (w.inbox.empty())
-                return std::nullopt;
-            return w.inbox.takeFirst();
+            return w.inbox.empty() ? std::nullopt : std::optional(w.inbox.takeFirst());
         }
         World& w;
     };
@@ -72,7 +68,6 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
     {
         return v6 ? QHostAddress(QStringLiteral("2001:db8:%1::1").arg(n)) : QHostAddress(addr(198, 18, n, 1));
     }
-    QHostAddress host() const { return v6 ? kV6Host : kV4Host; }
 
     // What node `ttl` (the last for farther probes) sends back, `ms` later.
     void answer(const QHostAddress& to, int ttl, const QByteArray& probe)
@@ -101,12 +96,12 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
             r.errorType = type;
             r.offender = who;
         } else if (v6)
-            r.bytes = reply.isEmpty() ? icmpv6Error(type, 0, probe, to) : reply;
+            r.bytes = reply.isEmpty() ? icmpv6Error(type, probe, to) : reply;
         else if (datagram)
             r.bytes = reply;
         else
             r.bytes = ipPacket(who.toIPv4Address(), kHost, 61,
-                               reply.isEmpty() ? icmpError(type, 0, probe, 0, to.toIPv4Address()) : reply);
+                               reply.isEmpty() ? icmpError(type, probe, to.toIPv4Address()) : reply);
         return r;
     }
     void arrive(double ms, IcmpReceived r)
@@ -117,16 +112,8 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
 
     qint64 monotonicNs() const override { return now; }
     qint64 realtimeNs() const override { return now + 1'700'000'000'000'000'000; }
-    std::unique_ptr<EngineAlarm> createAlarm(std::function<void()> fire) override
-    {
-        return std::make_unique<Alarm>(*this, std::move(fire));
-    }
-    IcmpSocketOpen open(QAbstractSocket::NetworkLayerProtocol) override
-    {
-        IcmpSocketOpen opened;
-        opened.socket = std::make_unique<Socket>(*this);
-        return opened;
-    }
+    std::unique_ptr<EngineAlarm> createAlarm(std::function<void()> f) override { return std::make_unique<Alarm>(*this, f); }
+    IcmpSocketOpen open(QAbstractSocket::NetworkLayerProtocol) override { return {std::make_unique<Socket>(*this)}; }
     void addressOf(const QString&, QObject*, std::function<void(std::optional<QHostAddress>)>) override {}
     void nameOf(const QHostAddress& address, QObject* context, std::function<void(QString)> done) override
     {
@@ -152,10 +139,7 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
             if (arrivalAt <= alarmAt) {
                 inbox << arrivals.front();
                 arrivals.erase(arrivals.begin());
-                if (socket)
-                    emit socket->readyRead();
-                else
-                    inbox.clear();
+                socket ? emit socket->readyRead() : inbox.clear();
             } else {
                 (*alarm)->cancel();
                 (*alarm)->fire();
@@ -175,8 +159,7 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
 
     static constexpr qint64 kStart = 1000'000'000'000;
     qint64 now = kStart;
-    bool datagram;
-    bool v6;
+    bool datagram, v6;
     std::vector<Node> nodes;
     std::vector<Alarm*> alarms;
     std::vector<IcmpReceived> arrivals;
@@ -200,144 +183,99 @@ QString hop(int n, const QString& ip, const QString& trip, const QString& what, 
     return QStringLiteral("T|%1|%2|%3|%4|%5").arg(n).arg(ip, name, trip, what);
 }
 QString router(int n, const QString& trip) { return hop(n, QStringLiteral("198.18.%1.1").arg(n), trip, "TTL expired in transit"); }
-QString silent(int n) { return hop(n, "*", "*", "Request timed out"); }
-QStringList silentFrom(int first) { QStringList rows; for (int n = first; n <= 30; ++n) rows << silent(n); return rows; }
+QString silent(int n) { return silentHops(n).first(); }
 
 } // namespace
 
 class TestIcmpEngine : public QObject {
     Q_OBJECT
 private slots:
-    // Fault caught: a trace whose silent hop costs one wait per probe (or a fixed time-out) instead
-    // of one adaptive wait; rows out of hop order when farther hops answer first; a trace that
-    // does not end at the target, at an unreachable answer or after 30 hops; an answer that is
-    // not the program's own (from elsewhere than the target, quoting another destination, after
-    // its probe's two seconds, an ICMP error that is no hop's) shown as a row; Cancel during a
-    // silent hop not taking effect at the next report.
-    void trace_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<bool>("datagram");
-        QTest::addColumn<double>("cancelAtMs");
-        QTest::addColumn<QStringList>("rows");
-        QTest::addColumn<double>("doneByMs");   // SequenceComplete at or before this simulated time
-        const QString target = "198.18.5.1";
-        QTest::newRow("silent hop 3 on a 5-hop path")
-            << "10 20 - 40 50!" << false << -1.0
-            << QStringList{router(1, "10.0 ms"), router(2, "20.0 ms"), silent(3), router(4, "40.0 ms"),
-                           hop(5, target, "50.0 ms", "Success", "target.test"), "C"}
-            << 321.0;
-        QTest::newRow("net unreachable behind the silent hop")
-            << "10 20 - 40 50x" << true << -1.0
-            << QStringList{router(1, "10.0 ms"), router(2, "20.0 ms"), silent(3), router(4, "40.0 ms"),
-                           hop(5, target, "50.0 ms", "Destination net unreachable", "target.test"), "C"}
-            << 321.0;
-        QTest::newRow("farther hops answering first")
-            << "30 20 10 5!" << false << -1.0
-            << QStringList{router(1, "30.0 ms"), router(2, "20.0 ms"), router(3, "10.0 ms"),
-                           hop(4, "198.18.4.1", "5.00 ms", "Success", "target.test"), "C"}
-            << 31.0;
-        QTest::newRow("black hole after hop 1") << "10 -" << false << -1.0
-                                                << QStringList{router(1, "10.0 ms")} + silentFrom(2) + QStringList{"C"}
-                                                << 2001.0;
-        // Hop 1 is reported only at 2.5 s, for want of its name: hop 2's answer at 2.1 s is too late all the same.
-        QTest::newRow("answers after two seconds") << "1500? 2100!" << false << -1.0
-                                                   << QStringList{router(1, "1500 ms")} + silentFrom(2) + QStringList{"C"}
-                                                   << 2501.0;
-        QTest::newRow("cancel during a silent hop") << "10 20 - 40 50!" << false << 100.0
-                                                    << QStringList{router(1, "10.0 ms"), router(2, "20.0 ms"), silent(3), "C"}
-                                                    << 321.0;
-    }
+    // Fault caught: a silent hop costing one wait per probe, not one adaptive wait; rows out of hop
+    // order; a trace not ending at the target, an unreachable answer or hop 30; an answer after its
+    // two seconds shown; Cancel during a silent hop not taking effect at the next report.
     void trace()
     {
-        QFETCH(QString, path);
-        QFETCH(bool, datagram);
-        World w(path, false, datagram);
-        QFETCH(double, cancelAtMs);
-        w.cancelAtMs = cancelAtMs;
-        w.run(true);
-        QTEST(w.events, "rows");
-        QFETCH(double, doneByMs);
-        QVERIFY2(w.completedMs() >= 0 && w.completedMs() <= doneByMs, qPrintable(QString::number(w.completedMs())));
-        // A silent hop got its three probes, within its one wait.
-        for (const QString& row : std::as_const(w.events).filter("|*|"))
-            QCOMPARE(std::ranges::count(w.sent, row.section(u'|', 1, 1).toInt(), &World::Sent::ttl), 3);
-        QCOMPARE(w.openSockets, 0);
+        const QString target = "198.18.5.1";
+        const QStringList toHop4{router(1, "10.0 ms"), router(2, "20.0 ms"), silent(3), router(4, "40.0 ms")};
+        // The path, the datagram socket or not, Cancel's time (-1: none), the rows, SequenceComplete by this time.
+        const std::tuple<QString, bool, double, QStringList, double> cases[] = {
+            {"10 20 - 40 50!", false, -1, toHop4 + QStringList{hop(5, target, "50.0 ms", "Success", "target.test"), "C"}, 321},
+            {"10 20 - 40 50x", true, -1,   // net unreachable behind the silent hop
+             toHop4 + QStringList{hop(5, target, "50.0 ms", "Destination net unreachable", "target.test"), "C"}, 321},
+            {"30 20 10 5!", false, -1,   // farther hops answering first
+             {router(1, "30.0 ms"), router(2, "20.0 ms"), router(3, "10.0 ms"),
+              hop(4, "198.18.4.1", "5.00 ms", "Success", "target.test"), "C"}, 31},
+            {"10 -", false, -1, QStringList{router(1, "10.0 ms")} + silentHops(2) + QStringList{"C"}, 2001},   // a black hole
+            // Hop 1 is reported only at 2.5 s, for want of its name: hop 2's answer at 2.1 s is too late all the same.
+            {"1500? 2100!", false, -1, QStringList{router(1, "1500 ms")} + silentHops(2) + QStringList{"C"}, 2501},
+            {"10 20 - 40 50!", false, 100, toHop4.mid(0, 3) + QStringList{"C"}, 321}};   // Cancel during the silent hop
+        for (const auto& [path, datagram, cancelAtMs, rows, doneByMs] : cases) {
+            World w(path, false, datagram);
+            w.cancelAtMs = cancelAtMs;
+            w.run(true);
+            QCOMPARE(w.events, rows);
+            QVERIFY2(w.completedMs() >= 0 && w.completedMs() <= doneByMs, qPrintable(QString::number(w.completedMs())));
+            // A silent hop got its three probes, within its one wait.
+            for (const QString& row : std::as_const(w.events).filter("|*|"))
+                QCOMPARE(std::ranges::count(w.sent, row.section(u'|', 1, 1).toInt(), &World::Sent::ttl), 3);
+            QCOMPARE(w.openSockets, 0);
+        }
     }
 
-    // Fault caught: answers that are not the program's own taken for its own: an echo reply
-    // from another address ending the trace, an error quoting another destination becoming a
-    // hop (raw and datagram socket alike), an error that is no router's answer becoming a hop.
-    void strangersAreNotHops_data()
-    {
-        QTest::addColumn<bool>("datagram");
-        QTest::addColumn<bool>("v6");
-        QTest::newRow("raw IPv4") << false << false;
-        QTest::newRow("datagram IPv4") << true << false;
-        QTest::newRow("raw IPv6") << false << true;
-        QTest::newRow("datagram IPv6") << true << true;
-    }
+    // Fault caught: strangers' answers taken for the program's own: an echo reply from another address
+    // ending the trace, an error quoting another destination or no router's error becoming a hop.
     void strangersAreNotHops()
     {
-        QFETCH(bool, datagram);
-        QFETCH(bool, v6);
-        World w("10 -", v6, datagram);
-        const QHostAddress stranger = v6 ? QHostAddress("2001:db8:9::9") : QHostAddress(addr(198, 18, 9, 9));
-        const QHostAddress elsewhere = v6 ? QHostAddress("2001:db8:65::65") : QHostAddress(addr(198, 19, 65, 65));
-        const quint8 exceeded = v6 ? icmp::kV6TimeExceeded : icmp::kTimeExceeded;
-        const quint8 problem = v6 ? icmp::kV6ParameterProblem : icmp::kParameterProblem;
-        w.extra = [&](const QHostAddress& to, const QByteArray& probe) {
-            w.arrive(5, w.from(echoReplyTo(probe), stranger, to, 0, probe));
-            w.arrive(5, w.from({}, w.node(1), elsewhere, exceeded, probe));
-            w.arrive(5, w.from({}, w.node(1), to, problem, probe));
-        };
-        w.run(true);
-        QCOMPARE(w.events, QStringList{hop(1, w.node(1).toString(), "10.0 ms", "TTL expired in transit")}
-                               + silentFrom(2) + QStringList{"C"});
+        for (const auto& [datagram, v6] : {std::pair(false, false), {true, false}, {false, true}, {true, true}}) {
+            World w("10 -", v6, datagram);
+            const QHostAddress stranger = v6 ? QHostAddress("2001:db8:9::9") : QHostAddress(addr(198, 18, 9, 9));
+            const QHostAddress elsewhere = v6 ? QHostAddress("2001:db8:65::65") : QHostAddress(addr(198, 19, 65, 65));
+            const quint8 exceeded = v6 ? icmp::kV6TimeExceeded : icmp::kTimeExceeded;
+            const quint8 problem = v6 ? icmp::kV6ParameterProblem : icmp::kParameterProblem;
+            w.extra = [&](const QHostAddress& to, const QByteArray& probe) {
+                w.arrive(5, w.from(echoReplyTo(probe), stranger, to, 0, probe));
+                w.arrive(5, w.from({}, w.node(1), elsewhere, exceeded, probe));
+                w.arrive(5, w.from({}, w.node(1), to, problem, probe));
+            };
+            w.run(true);
+            QCOMPARE(w.events, QStringList{hop(1, w.node(1).toString(), "10.0 ms", "TTL expired in transit")}
+                                   + silentHops(2) + QStringList{"C"});
+        }
     }
 
-    // Fault caught: a ping that sends at the wrong pace, mis-times (not from the kernel's
-    // stamp) or mislabels a reply, lists a reply from elsewhere or one after its two seconds,
-    // keeps its socket, or never ends; replies, losses and ICMP errors each become their own
-    // row, in arrival order; IPv6 rows look like IPv4's.
-    void ping_data()
-    {
-        QTest::addColumn<bool>("v6");
-        QTest::addColumn<bool>("datagram");
-        QTest::newRow("IPv4, raw") << false << false;
-        QTest::newRow("IPv6, datagram") << true << true;
-    }
+    // Fault caught: a ping at the wrong pace, a reply mis-timed (not the kernel's stamp), mislabelled,
+    // from elsewhere or after its two seconds listed; rows out of arrival order; a socket kept.
     void ping()
     {
-        QFETCH(bool, v6);
-        QFETCH(bool, datagram);
-        World w("-", v6, datagram);   // a silent target: the test answers each echo itself
-        const QHostAddress router = w.node(3);
-        int echo = 0;
-        w.extra = [&](const QHostAddress& to, const QByteArray& probe) {
-            const QByteArray reply = echoReplyTo(probe);
-            if (++echo == 1) {   // answered, after an answer from elsewhere
-                w.arrive(0.1, w.from(reply, router, to, 0, probe));
-                w.arrive(0.25, w.from(reply, to, to, 0, probe));
-            } else if (echo == 3) {   // answered after its two seconds: lost
-                w.arrive(2500, w.from(reply, to, to, 0, probe));
-            } else if (echo == 4) {
-                w.arrive(0.75, w.from({}, router, to, v6 ? icmp::kV6DestinationUnreachable : icmp::kDestinationUnreachable,
-                                      probe));
-            }
-        };
-        w.run(false);
-        const QString unreachable = "E|Destination net unreachable (from " + router.toString() + ")";
-        QCOMPARE(w.events, (QStringList{"P|" + w.node(1).toString() + "|target.test|0.25 ms|32|61", "E|Request timed out",
-                                        unreachable, "E|Request timed out", "C"}));
-        QCOMPARE(w.atMs, (std::vector<double>{0.25, 3000, 3000.75, 4000, 4000}));
-        QCOMPARE(w.sent.size(), size_t(4));
-        QCOMPARE(w.openSockets, 0);
+        for (const bool v6 : {false, true}) {
+            // A silent target, whose echoes the test answers itself; IPv4 on a raw socket, IPv6 on a datagram one.
+            World w("-", v6, v6);
+            const QHostAddress router = w.node(3);
+            int echo = 0;
+            w.extra = [&](const QHostAddress& to, const QByteArray& probe) {
+                const QByteArray reply = echoReplyTo(probe);
+                if (++echo == 1) {   // answered, after an answer from elsewhere
+                    w.arrive(0.1, w.from(reply, router, to, 0, probe));
+                    w.arrive(0.25, w.from(reply, to, to, 0, probe));
+                } else if (echo == 3) {   // answered after its two seconds: lost
+                    w.arrive(2500, w.from(reply, to, to, 0, probe));
+                } else if (echo == 4) {
+                    w.arrive(0.75, w.from({}, router, to, v6 ? icmp::kV6DestinationUnreachable : icmp::kDestinationUnreachable,
+                                          probe));
+                }
+            };
+            w.run(false);
+            const QString unreachable = "E|Destination net unreachable (from " + router.toString() + ")";
+            QCOMPARE(w.events, (QStringList{"P|" + w.node(1).toString() + "|target.test|0.25 ms|32|61", "E|Request timed out",
+                                            unreachable, "E|Request timed out", "C"}));
+            QCOMPARE(w.atMs, (std::vector<double>{0.25, 3000, 3000.75, 4000, 4000}));
+            QCOMPARE(w.sent.size(), size_t(4));
+            QCOMPARE(w.openSockets, 0);
+        }
     }
 
-    // Fault caught: a replaced run that still raises rows or its own SequenceComplete (which
-    // would re-enable the buttons mid-run), a failed send leaving a trace without an end, or
-    // the control destroyed (the window closed) mid-run keeping its socket or its alarms.
+    // Fault caught: a replaced run still raising rows or SequenceComplete (the buttons would come back
+    // mid-run), a failed send leaving a trace without an end, a destroyed control's socket or alarms kept.
     void secondRunAndSendFailure()
     {
         World w("1!");
@@ -352,26 +290,6 @@ private slots:
         w.run(false, 0);
         w.control.reset();
         QVERIFY(w.openSockets == 0 && w.alarms.empty());
-    }
-
-    // Fault caught: lookups answered on the worker thread, or calling back into a run that is
-    // gone. Only loopback names, which the hosts file answers without any query.
-    void systemLookupComesBackOnTheUiThread()
-    {
-        SystemNameLookup lookup;
-        QObject context;
-        QStringList results;
-        lookup.nameOf(QHostAddress::LocalHost, &context, [&](const QString& name) {
-            results << name + (QThread::currentThread() == context.thread() ? "" : " off the UI thread");
-        });
-        lookup.addressOf("localhost", &context, [&](std::optional<QHostAddress> a) { results << a->toString(); });
-        auto gone = std::make_unique<QObject>();
-        lookup.nameOf(QHostAddress::LocalHost, gone.get(), [&](const QString&) { results << "called back when gone"; });
-        gone.reset();
-        QTRY_COMPARE_WITH_TIMEOUT(results.size(), 2, 5000);
-        QTest::qWait(200);
-        results.sort();
-        QCOMPARE(results, (QStringList{"127.0.0.1", "localhost"}));
     }
 };
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The run set-up has no help compiler and copies help/Pathlark.chm as committed, so that file
 # must hold what the pages say. Compiles the pages afresh and compares the two files' contents
-# (not their bytes: each compile stamps its own time).
+# (not their bytes: each compile stamps its own time); then checks the pages' links.
 set -euo pipefail
 help=$(cd "$(dirname "$0")/../../help" && pwd)
 for tool in chmcmd extract_chmLib; do
@@ -36,4 +36,18 @@ while IFS= read -r file; do
     *) cmp -s "$work/fresh/$file" "$work/committed/$file" || stale "${file#./}" ;;
   esac
 done < "$work/fresh.list"
-echo "help/Pathlark.chm matches the pages ($(wc -l < "$work/fresh.list") files inside)"
+grep -q 'mainpathlark\.htm' "$work/committed/#SYSTEM" || stale "its default topic is not the main page"
+
+# Help is read when the connection is down: no page may fetch from the network, nor link to a
+# page that is not there.
+for page in "$help"/*.htm "$help"/*.css; do
+  while IFS= read -r ref; do
+    target=${ref#*\"}
+    target=${target%\"}
+    case $ref in
+      url\(* | @import*) echo "FAIL: ${page##*/} loads $ref"; exit 1 ;;
+    esac
+    [[ -n $target && $target != *:* && -e $help/$target ]] || { echo "FAIL: ${page##*/} links to \"$target\""; exit 1; }
+  done < <(grep -oE '(href|src)[[:space:]]*=[[:space:]]*"[^"]*"|url\(|@import' "$page" || true)
+done
+echo "help/Pathlark.chm matches the pages ($(wc -l < "$work/fresh.list") files inside); their links stay inside"

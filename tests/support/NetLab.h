@@ -1,21 +1,15 @@
-// One network lab (lab/netlab.sh) for a test: namespaces built on construction, removed on destruction.
-// A test target that uses it:
-//   target_compile_definitions(tst_x PRIVATE PATHLARK_LAB_DIR="${PROJECT_SOURCE_DIR}/lab"
-//                              PATHLARK_DELAY_HOLDER="${CMAKE_BINARY_DIR}/lab/delay_holder")
-//   set_property(GLOBAL APPEND PROPERTY PATHLARK_LAB_USERS tst_x)  # delay_holder is built first
+// One network lab (lab/netlab.sh) for a test: namespaces built on construction, removed on
+// destruction. A test that uses it is declared with LAB in tests/CMakeLists.txt.
 #pragma once
 
 #include <QFileInfo>
 #include <QProcess>
 #include <QtTest>
+
 #include <atomic>
 #include <memory>
 #include <unistd.h>
 #include <vector>
-
-#ifndef PATHLARK_DELAY_HOLDER
-#define PATHLARK_DELAY_HOLDER ""
-#endif
 
 // In a test function: skip where no lab can be built here, fail where building one broke.
 #define NETLAB_REQUIRE(lab)                                                                                  \
@@ -25,14 +19,12 @@
     } while (false)
 
 struct NetLabOptions {
-    int delayMs = 0; // per link direction, path topology only
-    bool kernelRateLimit = false; // true: the kernel's ICMP rate limits, as real routers have
+    int delayMs = 0;               // per link direction, path topology only
+    bool kernelRateLimit = false;  // true: the kernel's ICMP rate limits, as real routers have
 };
 
 class NetLab {
 public:
-    struct Result { int status = -1; QByteArray out; }; // -1: did not finish in time, or crashed
-
     explicit NetLab(const QString& topology, NetLabOptions options = {})
         : m_name(QStringLiteral("pl-%1-%2-%3").arg(topology.left(4)).arg(::getpid()).arg(s_counter++))
     {
@@ -56,7 +48,6 @@ public:
     {
         for (const auto& p : m_processes)
             p->kill(), p->waitForFinished(3000);
-        m_processes.clear();
         if (m_canRun)
             QProcess::execute("bash", {script(), "down", m_name});
     }
@@ -67,21 +58,7 @@ public:
     QString error() const { return m_error; }
     QString name(const QString& node) const { return m_name + u'-' + node; }
 
-    // Runs a command inside a node, killed after timeoutMs.
-    Result run(const QString& node, const QStringList& args, int timeoutMs = 10000) const
-    {
-        QProcess p;
-        p.start("ip", QStringList{"netns", "exec", name(node)} + args);
-        Result result;
-        if (p.waitForFinished(timeoutMs) && p.exitStatus() == QProcess::NormalExit)
-            result.status = p.exitCode();
-        else
-            p.kill(), p.waitForFinished(1000);
-        result.out = p.readAllStandardOutput();
-        return result;
-    }
-
-    // Starts a command inside a node; the lab kills it before taking the node down.
+    // Starts a command inside a node; the lab kills it, if it still runs, before taking the node down.
     QProcess* start(const QString& node, const QStringList& args)
     {
         const auto& p = m_processes.emplace_back(std::make_unique<QProcess>());

@@ -1,0 +1,42 @@
+#include "FormHarness.h"
+
+#include "app/MultiLineTextBox.h"
+
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTest>
+
+FormHarness::FormHarness(Options options)
+{
+    Platform p{&messageBox, &busyPointer, &fileDialog, &interfaces, &resolver, &shell, &helpViewer,
+               [this](QObject* parent) { return icmp = new FakeIcmpControl(parent); },
+               [this](QObject* parent) { return tcp = new FakeTcpControl(parent); },
+               [this](QObject* parent) { return timer = new FakeTimer(parent); }};
+    if (options.adjust)
+        options.adjust(p);
+    form = std::make_unique<Form1>(p);
+    if (!options.connected && icmp)
+        icmp->localIp = QStringLiteral("127.0.0.1");
+    if (options.load)
+        form->Form_Load();
+}
+
+MultiLineTextBox* FormHarness::textBox() const { return find<MultiLineTextBox>("HostResponse"); }
+
+QTabWidget* FormHarness::tabs() const { return find<QTabWidget>("SSTab1"); }
+
+void FormHarness::openTab(int page) const
+{
+    QTabBar* bar = tabs()->tabBar();
+    QTest::mouseClick(bar, Qt::LeftButton, {}, bar->tabRect(page).center());
+    if (tabs()->currentIndex() != page)   // the window is not shown: no geometry to click
+        tabs()->setCurrentIndex(page);
+}
+
+QString FormHarness::messages() const
+{
+    QStringList prompts;
+    for (const auto& m : messageBox.shown)
+        prompts << m.prompt;
+    return prompts.join(u'+');
+}
