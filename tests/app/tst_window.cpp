@@ -134,8 +134,9 @@ private slots:
     // -1), boxes filled wrongly, the warning wrong or repeated, start-up crashing on an odd machine.
     void startUp()
     {
-        const std::tuple<Interfaces, QString, QString, bool> cases[] = {   // machine, host name, fake control's address
-            {{F::loopback(), F::ethernet("eth0", kAddr)}, "alpha", "", true},   // (none: the real control), connected
+        // The machine, its host name, the fake control's address (none: the real control), connected.
+        const std::tuple<Interfaces, QString, QString, bool> cases[] = {
+            {{F::loopback(), F::ethernet("eth0", kAddr)}, "alpha", "", true},
             {{F::dialUp("ppp0", kAddr)}, "alpha", "127.0.0.1", true},
             {{F::dialUp("ppp0", kAddr, false), F::dialUp("ppp1", std::nullopt)}, "alpha", "127.0.0.1", false},
             {{F::loopback()}, "alpha", "", false},
