@@ -1,6 +1,6 @@
 #include "IcmpSocket.h"
+#include "SocketsLayer.h"
 
-#include <QNetworkInterface>
 #include <QSocketNotifier>
 
 #include <arpa/inet.h>
@@ -98,30 +98,6 @@ int rawSocket(int family)
         return -errno;
     drain(fd);
     return fd;
-}
-
-sockaddr_storage socketAddress(const QHostAddress& address, socklen_t& length)
-{
-    sockaddr_storage storage{};
-    if (address.protocol() == QAbstractSocket::IPv6Protocol) {
-        auto& s6 = reinterpret_cast<sockaddr_in6&>(storage);
-        s6.sin6_family = AF_INET6;
-        const Q_IPV6ADDR bytes = address.toIPv6Address();
-        std::memcpy(&s6.sin6_addr, bytes.c, sizeof s6.sin6_addr);
-        // A link-local address needs its interface: "fe80::1%eth0" or "fe80::1%2". Looked up
-        // only then: the lookup asks the kernel, between the probe's time stamp and its send.
-        const QString scope = address.scopeId();
-        bool numeric = false;
-        const uint index = scope.toUInt(&numeric);
-        s6.sin6_scope_id = scope.isEmpty() ? 0 : numeric ? index : uint(QNetworkInterface::interfaceIndexFromName(scope));
-        length = sizeof s6;
-    } else {
-        auto& s4 = reinterpret_cast<sockaddr_in&>(storage);
-        s4.sin_family = AF_INET;
-        s4.sin_addr.s_addr = htonl(address.toIPv4Address());
-        length = sizeof s4;
-    }
-    return storage;
 }
 
 bool dropAllCapabilities()
@@ -237,7 +213,7 @@ int LinuxIcmpSocket::send(const QHostAddress& destination, int ttl, const QByteA
         m_ttl = ttl;
     }
     socklen_t length = 0;
-    const sockaddr_storage to = socketAddress(destination, length);
+    const sockaddr_storage to = sockets_layer::socketAddress(destination, length);
     // An ICMP error that reached a datagram socket is also kept as the socket's pending
     // error, which fails the next send once (the error itself waits in the error queue).
     // A failure that comes back every time is the send's own.

@@ -1,6 +1,7 @@
 #include "SocketsLayer.h"
 
 #include <QCoreApplication>
+#include <QNetworkInterface>
 
 #include <arpa/inet.h>
 #include <atomic>
@@ -38,6 +39,31 @@ int cleanup()
 int startups()
 {
     return g_startups.load();
+}
+
+
+sockaddr_storage socketAddress(const QHostAddress& address, socklen_t& length)
+{
+    sockaddr_storage storage{};
+    if (address.protocol() == QAbstractSocket::IPv6Protocol) {
+        auto& s6 = reinterpret_cast<sockaddr_in6&>(storage);
+        s6.sin6_family = AF_INET6;
+        const Q_IPV6ADDR bytes = address.toIPv6Address();
+        std::memcpy(&s6.sin6_addr, bytes.c, sizeof s6.sin6_addr);
+        // A link-local address needs its interface: "fe80::1%eth0" or "fe80::1%2". Looked up
+        // only then: the lookup asks the kernel, between the probe's time stamp and its send.
+        const QString scope = address.scopeId();
+        bool numeric = false;
+        const uint index = scope.toUInt(&numeric);
+        s6.sin6_scope_id = scope.isEmpty() ? 0 : numeric ? index : uint(QNetworkInterface::interfaceIndexFromName(scope));
+        length = sizeof s6;
+    } else {
+        auto& s4 = reinterpret_cast<sockaddr_in&>(storage);
+        s4.sin_family = AF_INET;
+        s4.sin_addr.s_addr = htonl(address.toIPv4Address());
+        length = sizeof s4;
+    }
+    return storage;
 }
 
 } // namespace sockets_layer

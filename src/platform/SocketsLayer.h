@@ -1,10 +1,12 @@
 #pragma once
 #include <QByteArray>
+#include <QHostAddress>
 #include <QEvent>
 #include <QObject>
 #include <QtGlobal>
 
 #include <functional>
+#include <sys/socket.h>
 
 // What the program's lookups stand on: the sockets layer's start-up count and error numbers,
 // the packed host entry a lookup leaves in its caller's buffer, and the window message that
@@ -33,6 +35,10 @@ int startup(quint16 versionRequested, WSADATA& data);
 int cleanup();
 // Start-ups of this process not yet released.
 int startups();
+
+// The socket address of an IPv4 or IPv6 address, with its length; a link-local IPv6 address
+// keeps its interface ("fe80::1%eth0" or "fe80::1%2").
+sockaddr_storage socketAddress(const QHostAddress& address, socklen_t& length);
 } // namespace sockets_layer
 
 // glibc's inet_addr: the address in network byte order (as its 4 bytes stand in memory)

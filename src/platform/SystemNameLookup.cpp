@@ -1,6 +1,7 @@
 #include "NameLookup.h"
 
 #include "OffThread.h"
+#include "SocketsLayer.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -37,20 +38,8 @@ void SystemNameLookup::addressOf(const QString& host, QObject* context,
 void SystemNameLookup::nameOf(const QHostAddress& address, QObject* context, std::function<void(QString)> done)
 {
     const auto work = [address] {
-        sockaddr_storage sa{};
         socklen_t length = 0;
-        if (address.protocol() == QAbstractSocket::IPv6Protocol) {
-            auto& s6 = reinterpret_cast<sockaddr_in6&>(sa);
-            s6.sin6_family = AF_INET6;
-            const Q_IPV6ADDR bytes = address.toIPv6Address();
-            std::memcpy(&s6.sin6_addr, bytes.c, sizeof s6.sin6_addr);
-            length = sizeof s6;
-        } else {
-            auto& s4 = reinterpret_cast<sockaddr_in&>(sa);
-            s4.sin_family = AF_INET;
-            s4.sin_addr.s_addr = htonl(address.toIPv4Address());
-            length = sizeof s4;
-        }
+        const sockaddr_storage sa = sockets_layer::socketAddress(address, length);
         char host[NI_MAXHOST];
         QString name;
         if (::getnameinfo(reinterpret_cast<const sockaddr*>(&sa), length, host, sizeof host, nullptr, 0,
