@@ -44,7 +44,7 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
     if (onCreated)
         onCreated(form);
     form.showCentred();
-    if (line.page >= 0) {
+    if (line.page != Page::Window) {
         // From the event loop, once the window shows, as the user's own click would come.
         QTimer::singleShot(0, &form, [&form, &line] { form.openPage(line.page, line.host, line.start, line.server, line.port); });
     }

@@ -1,18 +1,24 @@
 #include "CommandLine.h"
 
-namespace {
+#include "PageRegistry.h"
 
-struct PageOption {
-    const char* name;
-    int page;
-};
-constexpr PageOption kPages[] = {{"ping", 0}, {"traceroute", 1}, {"lookup", 2}, {"whois", 3}};
+namespace {
 
 // Qt's own options that take a value (QGuiApplication and QApplication): the value goes with them.
 const QStringList kQtOptionsWithValue{"platform", "platformpluginpath", "platformtheme", "plugin", "qwindowgeometry",
                                       "qwindowicon", "qwindowtitle", "session", "display", "geometry", "style",
                                       "stylesheet", "name", "title"};
 const QStringList kQtFlags{"reverse", "widgetcount", "nograb", "dograb", "sync"};
+
+// "--ping, --traceroute, --lookup and --whois"
+QString pageOptionList()
+{
+    QStringList options;
+    for (const PageEntry& entry : pageRegistry())
+        options << QStringLiteral("--") + QLatin1String(entry.option);
+    const QString last = options.takeLast();
+    return options.join(QLatin1String(", ")) + QLatin1String(" and ") + last;
+}
 
 } // namespace
 
@@ -63,31 +69,31 @@ CommandLine CommandLine::parse(const QStringList& arguments)
             (name == QLatin1String("server") ? line.server : line.port) = value;
             continue;
         }
-        const auto page = std::find_if(std::begin(kPages), std::end(kPages),
-                                       [&](const PageOption& p) { return name == QLatin1String(p.name); });
-        if (page == std::end(kPages) || !argument.startsWith(QLatin1String("--")))
+        const PageEntry* page = pageWithOption(name);
+        if (!page || !argument.startsWith(QLatin1String("--")))
             return refuse(QStringLiteral("unknown option \"%1\"").arg(argument));
-        if (line.page >= 0)
-            return refuse(QStringLiteral("only one of --ping, --traceroute, --lookup and --whois can be given"));
+        if (line.page != Page::Window)
+            return refuse(QStringLiteral("only one of %1 can be given").arg(pageOptionList()));
         line.page = page->page;
         line.start = takeValue(false);
         line.host = value;
     }
-    if ((!line.server.isNull() || !line.port.isNull()) && line.page != 3)
+    if ((!line.server.isNull() || !line.port.isNull()) && line.page != Page::Whois)
         return refuse(QStringLiteral("--server and --port go with --whois"));
     return line;
 }
 
 QString CommandLine::usage()
 {
+    QString pages;
+    for (const PageEntry& entry : pageRegistry()) {
+        const QString option = QStringLiteral("  --%1 [%2]").arg(QLatin1String(entry.option), QLatin1String(entry.valueName));
+        pages += option.leftJustified(25) + QLatin1String(entry.optionHelp) + u'\n';
+    }
     return QStringLiteral(
         "Usage: pathlark [OPTION]\n"
         "Checks this computer's connection to the Internet: ping, traceroute, DNS lookup and whois.\n"
-        "\n"
-        "  --ping [HOST]          open the Ping page; with a host, ping it\n"
-        "  --traceroute [HOST]    open the Traceroute page; with a host, trace the route to it\n"
-        "  --lookup [HOST]        open the DNS Lookup page; with a host or address, look it up\n"
-        "  --whois [DOMAIN]       open the Whois page; with a domain, query it\n"
+        "\n") + pages + QStringLiteral(
         "    --server NAME        the whois server to ask\n"
         "    --port N             the port it listens on\n"
         "  --help                 show this help and exit\n"

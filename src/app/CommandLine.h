@@ -1,4 +1,6 @@
 #pragma once
+#include "ControlTable.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -12,7 +14,7 @@
 struct CommandLine {
     enum class Action { OpenWindow, PrintHelp, PrintVersion, Refuse };
     Action action = Action::OpenWindow;
-    int page = -1;           // the tab to open on; -1 for the window as it starts
+    Page page = Page::Window;  // the tab to open on; Window: the window as it starts
     QString host;            // the host or domain to start with; empty: only the page
     bool start = false;
     QString server;          // --whois only; empty keeps the box's own

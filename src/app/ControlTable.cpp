@@ -18,13 +18,6 @@ constexpr const char* kWebHost = "www.debian.org";
 constexpr const char* kDomain = "debian.org";
 constexpr const char* kWhoisServer = "whois.pir.org";   // answers for .org on port 43
 
-constexpr std::array kCaptions{
-    "         Ping                  ",
-    "         Traceroute        ",
-    "         DNS Lookup        ",
-    "         Whois        ",
-};
-
 using K = ControlKind;
 using P = Page;
 using F = FontChoice;
@@ -40,7 +33,6 @@ constexpr std::array<ColumnSpec, 6> kColumns{{
 
 } // namespace
 
-std::span<const char* const> tabCaptions() { return kCaptions; }
 std::span<const ColumnSpec> resultColumns() { return kColumns; }
 
 // clang-format off

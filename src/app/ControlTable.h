@@ -20,6 +20,7 @@ enum class ControlKind {
     MultiLineTextBox,     // multi-line with a vertical scroll bar
 };
 
+// The tab pages, in tab order (their rows are in PageRegistry.cpp); Window: on no page.
 enum class Page { Window = -1, Ping = 0, Traceroute = 1, DnsLookup = 2, Whois = 3 };
 
 enum class FontChoice { Arial, WindowFont, CourierNew };
@@ -48,8 +49,6 @@ struct ColumnSpec {
 inline constexpr int kWindowWidthTwips = 8985;
 inline constexpr int kWindowHeightTwips = 5265;
 
-// Tab captions are stored padded with blanks; the program identifies pages by the trimmed text.
-std::span<const char* const> tabCaptions();
 std::span<const ColumnSpec> resultColumns();
 // The controls themselves are Form1::kControls, in ControlTable.cpp: the table can name the
 // window's members that way.

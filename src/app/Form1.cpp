@@ -3,6 +3,7 @@
 #include "AppIcon.h"
 #include "Label.h"
 #include "MultiLineTextBox.h"
+#include "PageRegistry.h"
 #include "ResultsTable.h"
 #include "SlashCut.h"
 #include "icmp/IcmpControl.h"
@@ -16,21 +17,6 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTabWidget>
-
-namespace {
-
-// Blanks only, as the captions are padded with blanks.
-QString trimBlanks(const QString& s)
-{
-    qsizetype start = 0, end = s.size();
-    while (start < end && s[start] == u' ')
-        ++start;
-    while (end > start && s[end - 1] == u' ')
-        --end;
-    return s.mid(start, end - start);
-}
-
-} // namespace
 
 Form1::Form1(const Platform& platform, QWidget* parent)
     : QWidget(parent)
@@ -84,12 +70,12 @@ void Form1::showCentred()
     cmdPing->setFocus();
 }
 
-void Form1::openPage(int page, const QString& host, bool start, const QString& server, const QString& port)
+void Form1::openPage(Page page, const QString& host, bool start, const QString& server, const QString& port)
 {
-    SSTab1->setCurrentIndex(page);
-    const std::array<std::pair<QLineEdit*, QPushButton*>, 4> pages{
-        {{txtRemote, cmdPing}, {txtRemoteTrace, cmdTraceroute}, {DNSHost, DoLookup}, {Text1, Command1}}};
-    const auto& [box, button] = pages.at(size_t(page));
+    const PageEntry& entry = pageEntry(page);
+    SSTab1->setCurrentIndex(int(page));
+    auto* box = findChild<QLineEdit*>(QLatin1String(entry.hostBox));
+    auto* button = findChild<QPushButton*>(QLatin1String(entry.actionButton));
     if (!server.isNull())
         Text2->setText(server);
     if (!port.isNull())
@@ -104,19 +90,9 @@ void Form1::openPage(int page, const QString& host, bool start, const QString& s
 void Form1::SSTab1_Click(qint16 /*previoustab*/)
 {
     module.CurrentTab = trimBlanks(SSTab1->tabText(SSTab1->currentIndex()));
-
-    static const std::pair<const char*, QPushButton* Form1::*> kActionButtons[] = {
-        {"Ping", &Form1::cmdPing},
-        {"Traceroute", &Form1::cmdTraceroute},
-        {"DNS Lookup", &Form1::DoLookup},
-        {"Whois", &Form1::Command1},
-    };
-    for (const auto& [caption, button] : kActionButtons) {
-        if (module.CurrentTab == QLatin1String(caption)) {
-            setDefaultButton(this->*button);
-            return;
-        }
-    }
+    // A caption that names no page leaves the default button as it was.
+    if (const PageEntry* entry = pageWithCaption(module.CurrentTab))
+        setDefaultButton(findChild<QPushButton*>(QLatin1String(entry->actionButton)));
 }
 
 void Form1::setDefaultButton(QPushButton* button)

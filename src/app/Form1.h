@@ -2,7 +2,7 @@
 #include "ControlTable.h"
 #include "Module1.h"
 #include "platform/Bool16.h"
-#include "platform/Platform.h"
+#include "Platform.h"
 #include "platform/SocketsLayer.h"
 
 #include <QWidget>
@@ -35,7 +35,7 @@ public:
     void showCentred();
     // Brings page `page` to the front; with `start`, fills its box with `host` (and the whois
     // server and port where given) and presses its button, as the user would.
-    void openPage(int page, const QString& host, bool start, const QString& server = {}, const QString& port = {});
+    void openPage(Page page, const QString& host, bool start, const QString& server = {}, const QString& port = {});
 
     // Seams for tests: the shared state as start-up, page switches and F1 left it, the button
     // Enter presses, and the folder the help files are looked for in.

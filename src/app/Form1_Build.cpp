@@ -4,6 +4,7 @@
 #include "CopySave.h"
 #include "Label.h"
 #include "MultiLineTextBox.h"
+#include "PageRegistry.h"
 #include "ReadOnlyBox.h"
 #include "ResultsTable.h"
 #include "platform/ui/Dialogs.h"
@@ -46,8 +47,8 @@ void Form1::buildControls()
         if (control.kind == ControlKind::TabControl)
             SSTab1->setGeometry(control.rect.toPixels());   // page controls are placed from it
     }
-    for (const char* caption : tabCaptions())
-        SSTab1->addTab(new QWidget, QString::fromLatin1(caption));
+    for (const PageEntry& entry : pageRegistry())
+        SSTab1->addTab(new QWidget, QString::fromLatin1(entry.caption));
 
     for (const ControlSpec& control : kControls) {
         QWidget* w = control.kind == ControlKind::TabControl ? SSTab1 : buildControl(control);

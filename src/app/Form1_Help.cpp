@@ -2,6 +2,7 @@
 // one is registered, in the browser otherwise.
 #include "Form1.h"
 
+#include "PageRegistry.h"
 #include "help/HelpPages.h"
 #include "help/cHtmlHelp.h"
 #include "platform/Desktop.h"
@@ -16,7 +17,10 @@ void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
     // A second F1 released while the desktop is still being asked would open the help twice.
     if (KeyCode != kKeyF1 || helpInProgress)
         return;
-    const HelpPage page = helpPageFor(module.CurrentTab);
+    // Compared exactly; anything that names no page, the empty text included, gets the main page.
+    const PageEntry* entry = pageWithCaption(module.CurrentTab);
+    const HelpPage page = entry ? HelpPage{QString::fromLatin1(entry->helpTopic), QString::fromLatin1(entry->helpFile)}
+                                : mainHelpPage();
     // The desktop is asked with the event loop running: the window may be closed or
     // destroyed meanwhile, and then nothing more is shown.
     const QPointer<Form1> self(this);

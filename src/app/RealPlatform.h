@@ -1,5 +1,5 @@
 #pragma once
-#include "platform/Platform.h"
+#include "Platform.h"
 
 #include <memory>
 

@@ -1,8 +1,9 @@
 #pragma once
 #include <QString>
 
-// The help page of a tab page: its topic in the compiled help file and its file under the
-// program folder.
+// A help page: its topic in the compiled help file and its file under the program folder.
+// Each tool's page is named in its row of the window's page table; this is the main page,
+// shown for anything else.
 struct HelpPage {
     QString topic;   // empty: the help file's default topic
     QString file;
@@ -11,6 +12,4 @@ struct HelpPage {
 // The compiled help file, under the program folder.
 inline constexpr char kCompiledHelpFile[] = "/Pathlark.chm";
 
-// The page for the caption in `currentTab`, compared exactly; anything that matches no
-// tool's caption, the empty text included, gets the main page.
-HelpPage helpPageFor(const QString& currentTab);
+inline HelpPage mainHelpPage() { return {QString(), QStringLiteral("/help/mainpathlark.htm")}; }

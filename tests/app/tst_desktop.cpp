@@ -103,7 +103,7 @@ private slots:
             const CommandLine line = CommandLine::parse(QStringList{"pathlark"} + arguments);
             QCOMPARE(line.action == CommandLine::Action::Refuse
                          ? line.error
-                         : QStringLiteral("%1 %2 %3 %4 %5 %6").arg(int(line.action)).arg(line.page).arg(line.host)
+                         : QStringLiteral("%1 %2 %3 %4 %5 %6").arg(int(line.action)).arg(int(line.page)).arg(line.host)
                                .arg(line.start).arg(line.server, line.port),
                      parsed);
         }
@@ -114,11 +114,11 @@ private slots:
     void openPage()
     {
         FormHarness h;
-        h.form->openPage(0, "198.18.0.1", true);
+        h.form->openPage(Page::Ping, "198.18.0.1", true);
         QVERIFY(h.icmp->pings == 1 && h.icmp->hostAddress == QLatin1String("198.18.0.1"));
-        h.form->openPage(1, {}, false);
+        h.form->openPage(Page::Traceroute, {}, false);
         QVERIFY(h.tabs()->currentIndex() == 1 && h.icmp->traces == 0);
-        h.form->openPage(3, "example.org", true, "198.18.0.9", "4343");
+        h.form->openPage(Page::Whois, "example.org", true, "198.18.0.9", "4343");
         QVERIFY(h.tcp->connects == 1 && h.tcp->remotePort == 4343);
     }
 };
