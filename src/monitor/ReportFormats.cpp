@@ -29,7 +29,7 @@ QString csvNumber(const std::optional<double>& value)
     return value ? QString::number(*value, 'f', 3) : QString();
 }
 
-// RFC 4180 quoting. A text that a spreadsheet would read as a formula (a name from the
+// RFC 4180 quoting, on names already made safe (so one line per hop). A text that a spreadsheet would read as a formula (a name from the
 // network starting with = + - @) gets a leading apostrophe, so opening the file runs nothing.
 QString csvField(QString text)
 {
@@ -62,7 +62,7 @@ QString reportText(const Report& report)
             out += u' ' + msColumn(column);
         out += u'\n';
         for (const HopStats::Responder& other : row.others)
-            out += QStringLiteral("    |  `|-- %1 (%2 replies)\n").arg(other.address.toString()).arg(other.received);
+            out += QStringLiteral("    |  `|-- %1 (replies: %2)\n").arg(other.address.toString()).arg(other.received);
     }
     out += QStringLiteral("\n%1\n").arg(report.verdict);
     return out;
@@ -81,7 +81,7 @@ QString reportCsv(const Report& report)
             others.append(QStringLiteral("%1=%2").arg(other.address.toString()).arg(other.received));
         QStringList fields{QString::number(row.hop),
                            row.address ? row.address->toString() : QString(),
-                           csvField(row.name.value_or(QString())),
+                           csvField(safeName(row.name.value_or(QString()))),
                            QString::number(row.sent),
                            QString::number(row.received),
                            QString::number(row.loss, 'f', 1),
@@ -94,7 +94,7 @@ QString reportCsv(const Report& report)
                            row.rateLimited ? QStringLiteral("true") : QStringLiteral("false"),
                            others.join(u' ')};
         if (origins) {
-            fields << (row.asn ? QString::number(*row.asn) : QString()) << csvField(row.asName.value_or(QString()))
+            fields << (row.asn ? QString::number(*row.asn) : QString()) << csvField(safeName(row.asName.value_or(QString())))
                    << csvField(row.prefix.value_or(QString()));
         }
         out += fields.join(u',') + u'\n';
