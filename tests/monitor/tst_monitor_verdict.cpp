@@ -93,15 +93,15 @@ private slots:
         QTest::addColumn<int>("limitedHop");
 
         // Sampling noise read as a verdict: 10% loss each way on the link to hop 4 (about 19%
-        // of round trips), a router answering half its probes, and both on one path.
+        // of round trips), a router answering half its probes, and both side by side.
         const SimHop noisy{.jitterMs = 2};
         for (int seed = 1; seed <= 10; ++seed) {
             QTest::addRow("lossy link, seed %d", seed) << path({{1, noisy}, {4, {.linkLoss = 0.1, .jitterMs = 2}}, {6, noisy}})
                 << seed << int(Verdict::Kind::LossBegins) << 4 << 0;
             QTest::addRow("rate-limited hop, seed %d", seed) << path({{1, noisy}, {3, {.answerLoss = 0.5, .jitterMs = 2}}})
                 << seed << int(Verdict::Kind::NoLoss) << 0 << 3;
-            QTest::addRow("both, seed %d", seed) << path({{2, {.answerLoss = 0.3}}, {4, {.linkLoss = 0.1}}, {6, noisy}})
-                << seed << int(Verdict::Kind::LossBegins) << 4 << 2;
+            QTest::addRow("both, seed %d", seed) << path({{3, {.answerLoss = 0.5}}, {4, {.linkLoss = 0.1}}, {6, noisy}})
+                << seed << int(Verdict::Kind::LossBegins) << 4 << 3;
         }
     }
     void noisyPaths()
