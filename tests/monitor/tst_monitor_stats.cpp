@@ -40,10 +40,11 @@ private slots:
     void statistics_data()
     {
         QTest::addColumn<QList<double>>("rtts");
-        QTest::addColumn<QList<double>>("expected");   // loss %, last, avg, best, worst, stdev, jitter
+        QTest::addColumn<QList<double>>("expected");   // loss %, last, avg, best, worst, stdev, jitter; L: none
 
         // A definition that drifts from mtr's: population stdev, jitter over lost probes or
-        // divided by answers − 1, a loss taken as the last round trip.
+        // divided by answers − 1, a loss taken as the last round trip, zeros for a silent hop.
+        QTest::newRow("all lost") << QList<double>{L, L} << QList<double>{100, L, L, L, L, L, L};
         QTest::newRow("one answer") << QList<double>{10} << QList<double>{0, 10, 10, 10, 10, 0, 0};
         QTest::newRow("losses between samples") << QList<double>{10, L, 14, 13}
             << QList<double>{25, 13, 37.0 / 3, 10, 14, std::sqrt(39.0 / 9), 5.0 / 3};
@@ -63,16 +64,7 @@ private slots:
                                                hop.worst(), hop.stdev(), hop.jitter()};
         QCOMPARE(hop.sent(), rtts.size());
         for (int i = 0; i < expected.size(); ++i)
-            QVERIFY2(got[i] && std::abs(*got[i] - expected[i]) < 1e-9, qPrintable(QString::number(i)));
-    }
-
-    // A hop that never answered shows nothing, not zeros.
-    void silentHopHasNoNumbers()
-    {
-        HopStats hop;
-        hop.addLoss();
-        QCOMPARE(hop.lossPercent(), 100.0);
-        QVERIFY(!hop.avg() && !hop.last() && !hop.stdev() && !hop.jitter() && hop.mainResponder().isNull());
+            QVERIFY2(std::isnan(expected[i]) ? !got[i] : got[i] && std::abs(*got[i] - expected[i]) < 1e-9, qPrintable(QString::number(i)));
     }
 
     // Load balancing counted wrongly: the main responder must be the most frequent, ties go
@@ -84,8 +76,7 @@ private slots:
             hop.addReply(router(n), 1);
         QCOMPARE(hop.mainResponder(), router(2));
         QCOMPARE(hop.responders().size(), 3);
-        QCOMPARE(hop.responders()[1].address, router(1));
-        QCOMPARE(hop.responders()[1].received, 2);
+        QVERIFY(hop.responders()[1].address == router(1) && hop.responders()[1].received == 2);
         for (int n = 10; n < 40; ++n)
             hop.addReply(router(n), 1);
         QCOMPARE(hop.responders().size(), HopStats::kMaxResponders);
@@ -132,11 +123,8 @@ private slots:
         QCOMPARE(history.samples().first().atMs, 80'000);
         QVERIFY(history.samples().last().lost());
         const QList<HopHistory::Bucket> buckets = history.buckets();
-        QCOMPARE(buckets.size(), 2);
-        QCOMPARE(buckets[0].startMs, 60'000);
-        QCOMPARE(buckets[1].lossPercent(), 25.0);
-        QCOMPARE(buckets[1].bestMs, 0.0f);
-        QCOMPARE(buckets[1].worstMs, 58.0f);
+        QVERIFY(buckets.size() == 2 && buckets[0].startMs == 60'000 && buckets[1].lossPercent() == 25.0);
+        QVERIFY(buckets[1].bestMs == 0 && buckets[1].worstMs == 58 && buckets[1].avgMs() == 29.0);
     }
 
     // A day at one round a second over 30 hops: the history must stop growing at its limits.
