@@ -4,6 +4,9 @@
 
 namespace monitor {
 
+// The sizes the memory arithmetic in HopHistory.h counts on.
+static_assert(sizeof(HopHistory::Sample) == 16 && sizeof(HopHistory::Bucket) == 32);
+
 HopHistory::HopHistory(const HistoryLimits& limits)
     : m_bucketMs(qMax<qint64>(1, limits.bucketMs))
     , m_samples(limits.rawSamples)

@@ -12,9 +12,9 @@
 // Memory, for a 24 h run of 30 hops at one round a second, with the default limits:
 //   raw samples  3,600 per hop × 16 bytes (time 8 + rtt 4 + padding)   =    57.6 kB
 //   buckets     10,080 per hop × 32 bytes (7 days of minutes)          =   322.6 kB
-//                (after 24 h only 1,440 of them exist: 46 kB)
-//   per hop at most 380 kB; 30 hops 11.4 MB, and 64 hops (the model's cap) 24.4 MB,
-//   the same after a day, a week or a month: well under 64 MB.
+//                (after 24 h 1,440 of them exist, in room for 2,048: 66 kB)
+//   per hop at most 380 kB: 30 hops take 3.7 MB after a day and 11.4 MB from a week on, and
+//   64 hops (the model's cap) 24.4 MB, however long the run: well under 64 MB.
 namespace monitor {
 
 struct HistoryLimits {
