@@ -47,7 +47,7 @@ int probe(int argc, char** argv)
         const double ms = elapsed.nsecsElapsed() / 1e6;
         // Once the run is over its socket is closed.
         QTimer::singleShot(0, &app, [&, ms] {
-            const bool raw = control.socketKind() == IcmpSocket::Kind::Raw;
+            const bool raw = control.socketType() == IcmpSocket::SocketType::Raw;
             out(QStringLiteral("stats|%1|%2|%3").arg(raw ? "raw" : "datagram").arg(ms).arg(control.hasOpenSocket()));
             --runs > 0 ? start() : app.quit();
         });
