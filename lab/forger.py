@@ -4,11 +4,13 @@
     ip netns exec NAME-r1 python3 lab/forger.py --duration SECONDS
 
 For every echo request from the host to 198.19.66.66 or 2001:db8:66::66 (r1 drops those) it
-sends the host three answers, each with correct lengths and checksums:
+sends the host four answers, each with correct lengths and checksums:
   1. at once, an echo reply from a foreign source (198.18.9.9 / 2001:db8:9::9);
   2. at once, a time exceeded from r1 quoting the request with its destination changed to
      198.19.65.65 / 2001:db8:65::65;
-  3. 2500 ms later, an echo reply from the real destination (a late answer).
+  3. at once, a "fragmentation needed" / "packet too big" from r1 quoting the request as it
+     was, claiming an MTU of 1500, which the small request fits;
+  4. 2500 ms later, an echo reply from the real destination (a late answer).
 Frames go straight onto r1's link toward the host (AF_PACKET), so no routing or netfilter in r1
 gets a say. Prints "ready" once listening and one line per forged packet.
 """
@@ -24,6 +26,7 @@ import time
 ETH_P_ALL, ETH_P_IP, ETH_P_IPV6 = 0x0003, 0x0800, 0x86DD
 PACKET_OUTGOING = 4
 LATE_S = 2.5
+MTU = 1500  # what the forged "too big" errors claim
 
 V4 = dict(watched="198.19.66.66", foreign="198.18.9.9", router="198.18.1.1", quoted="198.19.65.65")
 V6 = dict(watched="2001:db8:66::66", foreign="2001:db8:9::9", router="2001:db8:1::1", quoted="2001:db8:65::65")
@@ -82,7 +85,8 @@ def forge_v4(packet):
     quote = with_checksum(bytes(quote[:ihl]), 10) + bytes(quote[ihl:])
     return ("v4", struct.unpack("!HH", echo[:4]),
             [ipv4(V4["foreign"], host, icmp4(0, 0, b"", echo)),
-             ipv4(V4["router"], host, icmp4(11, 0, b"\0\0\0\0", quote))],
+             ipv4(V4["router"], host, icmp4(11, 0, b"\0\0\0\0", quote)),
+             ipv4(V4["router"], host, icmp4(3, 4, struct.pack("!HH", 0, MTU), packet[:min(total, 548)]))],
             ipv4(V4["watched"], host, icmp4(0, 0, b"", echo)))
 
 
@@ -102,7 +106,8 @@ def forge_v6(packet):
         return ipv6(src, host, icmp6(src, host, kind, 0, rest, body))
 
     return ("v6", struct.unpack("!HH", echo[:4]),
-            [from_(V6["foreign"], 129, b"", echo), from_(V6["router"], 3, b"\0\0\0\0", bytes(quote))],
+            [from_(V6["foreign"], 129, b"", echo), from_(V6["router"], 3, b"\0\0\0\0", bytes(quote)),
+             from_(V6["router"], 2, struct.pack("!I", MTU), packet[:min(total, 1232)])],
             from_(V6["watched"], 129, b"", echo))
 
 
@@ -138,7 +143,7 @@ def main():
         family, (ident, seq), at_once, later = forged
         # Back to the sender's hardware address, from the one it sent to.
         ethernet = data[6:12] + data[0:6] + data[12:14]
-        for packet, what in zip(at_once, ("foreign echo reply", "time exceeded, foreign quote")):
+        for packet, what in zip(at_once, ("foreign echo reply", "time exceeded, foreign quote", "too big, MTU 1500")):
             sock.send(ethernet + packet)
             print(f"{family} id={ident} seq={seq}: {what}", flush=True)
         heapq.heappush(late, (time.monotonic() + LATE_S, next(order), ethernet + later,

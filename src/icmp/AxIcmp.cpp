@@ -65,9 +65,12 @@ void AxIcmp::Trace()
     start(RunKind::Trace);
 }
 
-int AxIcmp::ignoredPackets() const
+icmp::IgnoredCounts AxIcmp::ignoredPackets() const
 {
-    return m_ignoredEarlier + (m_run ? m_run->ignoredTotal() : 0);
+    icmp::IgnoredCounts all = m_ignoredEarlier;
+    if (m_run)
+        all += m_run->ignored();
+    return all;
 }
 
 void AxIcmp::start(RunKind kind)
@@ -106,7 +109,7 @@ void AxIcmp::launch(RunKind kind, const QHostAddress& target)
         m_run = new TraceRun(m_adapters, target, m_charsPerPacket, deliver, this);
     m_run->start();
     if (m_run && m_run->hasSocket())
-        m_socketKind = m_run->socketKind();
+        m_socketType = m_run->socketType();
 }
 
 void AxIcmp::endRun()
@@ -119,7 +122,7 @@ void AxIcmp::endRun()
 
 void AxIcmp::retire(ProbeRun* run)
 {
-    m_ignoredEarlier += run->ignoredTotal();
+    m_ignoredEarlier += run->ignored();
     m_run = nullptr;
     // Not deleted here: the run may be inside one of its own events.
     run->deleteLater();
@@ -141,25 +144,25 @@ QString AxIcmp::faultText(const RunReport& report) const
 
 bool AxIcmp::deliver(const RunReport& report, const QString& name)
 {
-    using Kind = RunReport::Kind;
+    using Outcome = RunReport::Outcome;
     const bool trace = report.hop > 0;
-    const bool echo = report.answer == icmp::Kind::EchoReply;
-    switch (report.kind) {
-    case Kind::Fault:
+    const bool echo = report.answer == icmp::AnswerKind::EchoReply;
+    switch (report.outcome) {
+    case Outcome::Fault:
         emit Error(faultText(report), kFalse16);
         return false;
-    case Kind::Complete:
+    case Outcome::Complete:
         if (m_run)
             retire(m_run);
         emit SequenceComplete();
         return false;
-    case Kind::Silent:
+    case Outcome::Silent:
         if (!trace) {
             emit Error(icmp::timedOutText(), kFalse16);
             return false;
         }
         break;
-    case Kind::Answer:
+    case Outcome::Answer:
         if (!trace && echo) {
             emit PingData(icmp::addressText(report.responder), name, icmp::tripTimeText(report.tripNs),
                           icmp::successText(), 0, qint16(std::min(report.dataSize, 32767)), quint8(report.ttl));
@@ -172,7 +175,7 @@ bool AxIcmp::deliver(const RunReport& report, const QString& name)
         break;
     }
     // A hop of a trace.
-    const bool answered = report.kind == Kind::Answer;
+    const bool answered = report.outcome == Outcome::Answer;
     const QString description = !answered ? icmp::timedOutText()
         : echo                            ? icmp::successText()
                                           : icmp::errorName(report.family, report.type, report.code);

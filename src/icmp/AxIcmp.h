@@ -25,9 +25,9 @@ public:
     // For diagnostics and tests: whether a run is going, the socket kind of the latest
     // run, and the packets that reached our sockets without answering a probe.
     bool isRunning() const { return m_run != nullptr; }
-    IcmpSocket::Kind socketKind() const { return m_socketKind; }
+    IcmpSocket::SocketType socketType() const { return m_socketType; }
     bool hasOpenSocket() const { return m_run && m_run->hasSocket(); }
-    int ignoredPackets() const;
+    icmp::IgnoredCounts ignoredPackets() const;
 
 private:
     enum class RunKind { Ping, Trace };
@@ -45,6 +45,6 @@ private:
     qint16 m_charsPerPacket = 32;
     ProbeRun* m_run = nullptr;            // a child; replaced runs are deleted later
     quint64 m_generation = 0;             // tells a pending start of an earlier run apart
-    IcmpSocket::Kind m_socketKind = IcmpSocket::Kind::Datagram;
-    int m_ignoredEarlier = 0;
+    IcmpSocket::SocketType m_socketType = IcmpSocket::SocketType::Datagram;
+    icmp::IgnoredCounts m_ignoredEarlier;
 };

@@ -7,8 +7,8 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr int kIpProtocolIcmp = 1;
 constexpr int kIpProtocolIcmpv6 = 58;
-constexpr size_t kMinIpHeader = 20;
-constexpr size_t kIpv6Header = 40;
+constexpr size_t kMinIpHeader = kIpv4HeaderSize;
+constexpr size_t kIpv6Header = kIpv6HeaderSize;
 
 quint16 read16(Bytes b, size_t at)
 {
@@ -68,22 +68,24 @@ Verdict readQuotedProbe(Bytes quoted, quint8 echoRequest, Answer& a)
 }
 
 // The kind of an error type, or false when the type is no error about a probe.
-bool errorKind(Family family, quint8 type, quint8 code, Kind& kind)
+bool errorKind(Family family, quint8 type, quint8 code, AnswerKind& kind)
 {
     if (family == Family::V4) {
         switch (type) {
-        case kDestinationUnreachable: kind = Kind::Unreachable; return true;
-        case kTimeExceeded: kind = code == 0 ? Kind::TimeExceeded : Kind::OtherError; return true;
-        case kSourceQuench:
-        case kParameterProblem: kind = Kind::OtherError; return true;
+        case kDestinationUnreachable:
+            kind = code == kFragmentationNeeded ? AnswerKind::TooBig : AnswerKind::Unreachable;
+            return true;
+        case kTimeExceeded: kind = code == 0 ? AnswerKind::TimeExceeded : AnswerKind::OtherError; return true;
+        case kParameterProblem: kind = AnswerKind::ParameterProblem; return true;
+        case kSourceQuench: kind = AnswerKind::OtherError; return true;
         default: return false;
         }
     }
     switch (type) {
-    case kV6DestinationUnreachable: kind = Kind::Unreachable; return true;
-    case kV6TimeExceeded: kind = code == 0 ? Kind::TimeExceeded : Kind::OtherError; return true;
-    case kV6PacketTooBig:
-    case kV6ParameterProblem: kind = Kind::OtherError; return true;
+    case kV6DestinationUnreachable: kind = AnswerKind::Unreachable; return true;
+    case kV6TimeExceeded: kind = code == 0 ? AnswerKind::TimeExceeded : AnswerKind::OtherError; return true;
+    case kV6PacketTooBig: kind = AnswerKind::TooBig; return true;
+    case kV6ParameterProblem: kind = AnswerKind::ParameterProblem; return true;
     default: return false;
     }
 }
@@ -103,7 +105,7 @@ Decoded decodeMessage(Family family, Bytes m)
     a.type = m[0];
     a.code = m[1];
     if (a.type == (family == Family::V4 ? kEchoReply : kV6EchoReply)) {
-        a.kind = Kind::EchoReply;
+        a.kind = AnswerKind::EchoReply;
         a.identifier = read16(m, 4);
         a.sequence = read16(m, 6);
         a.dataSize = int(m.size()) - kHeaderSize;
@@ -114,6 +116,9 @@ Decoded decodeMessage(Family family, Bytes m)
         d.verdict = Verdict::NotAnAnswer;
         return d;
     }
+    // RFC 1191 puts the MTU in the low 16 bits of the second word, RFC 4443 the whole word.
+    if (a.kind == AnswerKind::TooBig)
+        a.mtu = family == Family::V4 ? read16(m, 6) : read32(m, 4);
     const Bytes quoted = m.subspan(kHeaderSize);
     if (family == Family::V6) {
         if (quoted.size() < kIpv6Header)
@@ -220,7 +225,7 @@ Decoded decodeIcmpv6Message(Bytes message)
     return decodeMessage(Family::V6, message);
 }
 
-Decoded decodeQueuedError(Family family, Bytes probe, quint8 type, quint8 code)
+Decoded decodeQueuedError(Family family, Bytes probe, quint8 type, quint8 code, quint32 info)
 {
     Decoded d;
     d.answer.type = type;
@@ -229,6 +234,8 @@ Decoded decodeQueuedError(Family family, Bytes probe, quint8 type, quint8 code)
         d.verdict = Verdict::NotAnAnswer;
         return d;
     }
+    if (d.answer.kind == AnswerKind::TooBig)
+        d.answer.mtu = info;
     d.verdict = readQuotedProbe(probe, family == Family::V4 ? kEchoRequest : kV6EchoRequest, d.answer);
     return d;
 }

@@ -1,20 +1,11 @@
 #pragma once
-#include "IcmpPacket.h"
+#include "RunReport.h"
 
 #include <QHostAddress>
 #include <QString>
 
 // Every text the ICMP control shows the user comes from here.
 namespace icmp {
-
-// What can go wrong in a run, apart from what the network answers.
-enum class Fault {
-    NoSocketPermission,     // neither a datagram nor a raw ICMP socket is allowed
-    SocketFailed,           // the kernel refused a socket for another reason
-    SocketSetupFailed,      // the socket refused an option it cannot work without
-    HostNotFound,           // the target has no address
-    TransmitFailed,         // sending a probe failed
-};
 
 // "0.04 ms", "1.23 ms", "12.3 ms", "148 ms": about three significant digits.
 QString tripTimeText(qint64 nanoseconds);

@@ -34,7 +34,7 @@ void PingRun::onReply(const Reply& reply)
 {
     Echo& echo = m_echoes[size_t(reply.owner)];
     if (echo.state != Echo::State::Waiting) {   // a duplicate, or an answer after its time-out
-        countIgnored(Ignored::Late);
+        countIgnored(icmp::IgnoredReason::Late);
         return;
     }
     echo.state = Echo::State::Done;

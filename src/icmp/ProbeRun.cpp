@@ -5,26 +5,10 @@
 
 #include <QRandomGenerator>
 
-#include <cstring>
-
 namespace {
 
 // A report waits this long for its responder's name, counted from the lookup's start.
 constexpr qint64 kNameWaitNs = 1000 * ProbeRun::kMillisecond;
-// Replies read in one go; the socket stays readable for the rest.
-constexpr int kReadBatch = 256;
-
-// The same host, whatever scope a link-local address was written with.
-bool sameAddress(const QHostAddress& a, const QHostAddress& b)
-{
-    if (a.protocol() != b.protocol())
-        return false;
-    if (a.protocol() == QAbstractSocket::IPv4Protocol)
-        return a.toIPv4Address() == b.toIPv4Address();
-    const Q_IPV6ADDR x = a.toIPv6Address(), y = b.toIPv6Address();
-    return std::memcmp(x.c, y.c, sizeof x.c) == 0;
-}
-
 } // namespace
 
 ProbeRun::ProbeRun(const IcmpAdapters& adapters, const QHostAddress& target, int dataSize, Deliver deliver,
@@ -54,7 +38,7 @@ void ProbeRun::start()
         return;
     }
     m_socket = std::move(opened.socket);
-    m_socketKind = m_socket->kind();
+    m_socketType = m_socket->socketType();
     connect(m_socket.get(), &IcmpSocket::readyRead, this, [this] {
         readReplies();
         reschedule();
@@ -66,7 +50,7 @@ void ProbeRun::start()
 void ProbeRun::openFailed(const IcmpSocketOpen& opened)
 {
     RunReport r;
-    r.kind = RunReport::Kind::Fault;
+    r.outcome = RunReport::Outcome::Fault;
     if (opened.failedOption) {
         r.fault = icmp::Fault::SocketSetupFailed;
         r.errorNumber = opened.optionErrno;
@@ -115,97 +99,10 @@ void ProbeRun::reportSendFailure(int errorNumber)
     report(r);
 }
 
-void ProbeRun::readReplies()
-{
-    for (int i = 0; i < kReadBatch && probing(); ++i) {
-        const std::optional<IcmpReceived> received = m_socket->receive();
-        if (!received)
-            return;
-        Reply reply;
-        if (interpret(*received, reply))
-            onReply(reply);
-    }
-}
-
-bool ProbeRun::interpret(const IcmpReceived& r, Reply& reply)
-{
-    if (r.truncated) {
-        countIgnored(Ignored::Truncated);
-        return false;
-    }
-    const bool raw = m_socketKind == IcmpSocket::Kind::Raw;
-    const bool ipHeader = raw && m_family == icmp::Family::V4;   // only raw IPv4 sockets read IP headers
-    const auto bytes = icmp::bytesOf(r.bytes);
-    const icmp::Decoded d = r.queuedError               ? icmp::decodeQueuedError(m_family, bytes, r.errorType, r.errorCode)
-        : ipHeader                                      ? icmp::decodeIpPacket(bytes)
-        : m_family == icmp::Family::V6                  ? icmp::decodeIcmpv6Message(bytes)
-                                                        : icmp::decodeIcmpMessage(bytes);
-    switch (d.verdict) {
-    case icmp::Verdict::Answer:
-        break;
-    case icmp::Verdict::Truncated:
-        countIgnored(Ignored::Truncated);
-        return false;
-    case icmp::Verdict::BadChecksum:
-        countIgnored(Ignored::BadChecksum);
-        return false;
-    case icmp::Verdict::NotOurProbe:
-    case icmp::Verdict::NotAnAnswer:
-    case icmp::Verdict::NotIcmp:
-        countIgnored(Ignored::NotOurs);
-        return false;
-    case icmp::Verdict::BadIpHeader:
-        countIgnored(Ignored::Malformed);
-        return false;
-    }
-    const icmp::Answer& a = d.answer;
-    const QHostAddress responder = r.queuedError ? r.offender : ipHeader ? a.source : r.source;
-    // An echo reply counts from the target only; an error only when it quotes a probe that
-    // went to the target (the kernel gives a queued error's quoted destination as its source).
-    const bool echo = a.kind == icmp::Kind::EchoReply;
-    const QHostAddress& about = echo ? responder : r.queuedError ? r.source : a.probeDestination;
-    // On a datagram socket the kernel owns the identifier and picks our packets by it.
-    const bool ours = sameAddress(about, m_target) && (!raw || a.identifier == m_identifier);
-    const auto probe = m_probes.constFind(a.sequence);
-    if (!ours || probe == m_probes.cend()) {
-        countIgnored(Ignored::NotOurs);
-        return false;
-    }
-    // The kernel's receive stamp, not the time the event loop got round to the socket.
-    const qint64 arrival = r.kernelTimeNs.value_or(m_adapters.clock->realtimeNs());
-    qint64 trip = arrival - probe->sentRealNs;
-    if (trip < 0)   // the wall clock was set back meanwhile
-        trip = now() - probe->sentMonoNs;
-    reply.owner = probe->owner;
-    reply.probe = probe->number;
-    reply.answer = a;
-    reply.responder = responder;
-    reply.ttl = ipHeader ? a.ttl : r.ttl;
-    reply.tripNs = trip;
-    return true;
-}
-
-RunReport ProbeRun::answerReport(const Reply& reply, int hop) const
-{
-    RunReport r;
-    r.kind = RunReport::Kind::Answer;
-    r.hop = hop;
-    r.probe = reply.probe;
-    r.responder = reply.responder;
-    r.tripNs = reply.tripNs;
-    r.family = m_family;
-    r.answer = reply.answer.kind;
-    r.type = reply.answer.type;
-    r.code = reply.answer.code;
-    r.dataSize = reply.answer.dataSize;
-    r.ttl = std::max(reply.ttl, 0);
-    return r;
-}
-
 RunReport ProbeRun::silentReport(int hop, int probe) const
 {
     RunReport r;
-    r.kind = RunReport::Kind::Silent;
+    r.outcome = RunReport::Outcome::Silent;
     r.hop = hop;
     r.probe = probe;
     r.family = m_family;
@@ -230,7 +127,7 @@ void ProbeRun::report(RunReport r)
 {
     if (m_stopped)
         return;
-    if (r.kind == RunReport::Kind::Answer)
+    if (r.outcome == RunReport::Outcome::Answer)
         lookUpName(r.responder);
     m_reports.push_back(std::move(r));
     flush();
@@ -239,7 +136,7 @@ void ProbeRun::report(RunReport r)
 void ProbeRun::finish()
 {
     RunReport end;
-    end.kind = RunReport::Kind::Complete;
+    end.outcome = RunReport::Outcome::Complete;
     m_socket.reset();
     report(end);
 }
@@ -251,7 +148,7 @@ void ProbeRun::flush()
     while (!m_stopped && !m_reports.empty()) {
         const RunReport& head = m_reports.front();
         QString name;
-        if (head.kind == RunReport::Kind::Answer) {
+        if (head.outcome == RunReport::Outcome::Answer) {
             const Name& n = m_names[head.responder];
             if (!n.done && now() < n.deadlineNs)
                 return;
@@ -264,7 +161,7 @@ void ProbeRun::flush()
         m_delivering = false;
         if (m_stopped)   // the control ended or replaced this run during the event
             return;
-        if (r.kind == RunReport::Kind::Complete) {
+        if (r.outcome == RunReport::Outcome::Complete) {
             stop();
             return;
         }
@@ -272,7 +169,7 @@ void ProbeRun::flush()
             m_reports.clear();
             m_socket.reset();
             RunReport end;
-            end.kind = RunReport::Kind::Complete;
+            end.outcome = RunReport::Outcome::Complete;
             m_reports.push_back(end);
         }
     }
@@ -293,7 +190,7 @@ void ProbeRun::reschedule()
     if (m_stopped)
         return;
     qint64 next = probing() ? nextDeadline() : kNever;
-    if (!m_reports.empty() && m_reports.front().kind == RunReport::Kind::Answer) {
+    if (!m_reports.empty() && m_reports.front().outcome == RunReport::Outcome::Answer) {
         const Name& n = m_names[m_reports.front().responder];
         if (!n.done)
             next = std::min(next, n.deadlineNs);

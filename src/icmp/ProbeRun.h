@@ -1,6 +1,6 @@
 #pragma once
 #include "IcmpPacket.h"
-#include "IcmpText.h"
+#include "RunReport.h"
 #include "platform/IcmpSocket.h"
 
 #include <QHash>
@@ -22,33 +22,6 @@ struct IcmpAdapters {
     EngineClock* clock = nullptr;
     NameLookup* names = nullptr;
 };
-
-// One result of a run, as numbers: the control alone turns it into the texts of its events.
-struct RunReport {
-    enum class Kind {
-        Answer,     // an echo reply or an ICMP error about one of our probes
-        Silent,     // no answer in time: a lost echo, a silent hop
-        Fault,      // the run itself failed (socket, send)
-        Complete,   // the end of the run
-    };
-    Kind kind = Kind::Fault;
-    int hop = 0;                 // trace: the hop, from 1; 0 in a ping
-    int probe = 0;               // which echo of a ping (from 1), which probe of a hop (1 to 3)
-    QHostAddress responder;      // Answer: who sent it
-    qint64 tripNs = 0;
-    icmp::Family family = icmp::Family::V4;
-    icmp::Kind answer = icmp::Kind::EchoReply;
-    quint8 type = 0;             // Answer: the ICMP type and code, in the family's numbering
-    quint8 code = 0;
-    int dataSize = 0;            // echo reply: data bytes
-    int ttl = 0;                 // echo reply: the IP TTL / hop limit it arrived with
-    icmp::Fault fault = icmp::Fault::SocketFailed;
-    int errorNumber = 0;
-    const char* option = nullptr;   // SocketSetupFailed: the option refused
-};
-
-// Why a packet that reached the socket answers none of our probes. Such packets are only counted.
-enum class Ignored { NotOurs, Truncated, Malformed, BadChecksum, Late, NotAHop };
 
 // One ping sequence or trace: its socket, its probes and its reports. Reports leave in
 // order, each answer waiting at most about a second for its responder's name; a run ends
@@ -74,8 +47,9 @@ public:
     void stop();
 
     bool hasSocket() const { return m_socket != nullptr; }
-    IcmpSocket::Kind socketKind() const { return m_socketKind; }
-    int ignoredTotal() const { return m_ignored; }
+    IcmpSocket::SocketType socketType() const { return m_socketType; }
+    // The packets that reached the socket without answering a probe, by reason.
+    const icmp::IgnoredCounts& ignored() const { return m_ignored; }
 
 protected:
     static constexpr qint64 kNever = std::numeric_limits<qint64>::max();
@@ -108,7 +82,7 @@ protected:
     void lookUpName(const QHostAddress& address);
     // Queues the Complete report and frees the socket; the queued reports still go out.
     void finish();
-    void countIgnored(Ignored) { ++m_ignored; }
+    void countIgnored(icmp::IgnoredReason reason) { m_ignored.add(reason); }
     qint64 now() const;
     const QHostAddress& target() const { return m_target; }
     bool probing() const { return m_socket != nullptr && !m_stopped; }
@@ -128,6 +102,7 @@ private:
 
     void readReplies();
     bool interpret(const IcmpReceived& received, Reply& reply);
+    icmp::Decoded decode(const IcmpReceived& received) const;
     void onAlarm();
     void flush();
     void reschedule();
@@ -139,14 +114,14 @@ private:
     int m_dataSize;
     Deliver m_deliver;
     std::unique_ptr<IcmpSocket> m_socket;
-    IcmpSocket::Kind m_socketKind = IcmpSocket::Kind::Datagram;
+    IcmpSocket::SocketType m_socketType = IcmpSocket::SocketType::Datagram;
     std::unique_ptr<EngineAlarm> m_alarm;
     quint16 m_identifier;
     quint16 m_nextSequence;
     QHash<quint16, Probe> m_probes;
     QHash<QHostAddress, Name> m_names;
     std::deque<RunReport> m_reports;
-    int m_ignored = 0;
+    icmp::IgnoredCounts m_ignored;
     bool m_stopped = false;
     bool m_delivering = false;
 };

@@ -28,20 +28,23 @@ void TraceRun::onReply(const Reply& reply)
     Hop& h = m_hops[size_t(hop)];
     // Hops past the end, hops already reported, and answers after the hop's first.
     if (hop > m_lastHop || hop < m_nextReport || h.reply) {
-        countIgnored(Ignored::Late);
+        countIgnored(icmp::IgnoredReason::Late);
         return;
     }
-    // A router on the way says time exceeded; the target answers the echo; an unreachable
-    // answer ends the trace there. Anything else says nothing about the hop.
+    // A router on the way says time exceeded; the target answers the echo. An unreachable,
+    // too big or parameter problem answer ends the trace there: every farther probe carries
+    // the same header to the same place. Anything else says nothing about the hop.
     switch (reply.answer.kind) {
-    case icmp::Kind::TimeExceeded:
+    case icmp::AnswerKind::TimeExceeded:
         break;
-    case icmp::Kind::EchoReply:
-    case icmp::Kind::Unreachable:
+    case icmp::AnswerKind::EchoReply:
+    case icmp::AnswerKind::Unreachable:
+    case icmp::AnswerKind::TooBig:
+    case icmp::AnswerKind::ParameterProblem:
         m_lastHop = std::min(m_lastHop, hop);
         break;
-    case icmp::Kind::OtherError:
-        countIgnored(Ignored::NotAHop);
+    case icmp::AnswerKind::OtherError:
+        countIgnored(icmp::IgnoredReason::NotAHop);
         return;
     }
     h.reply = reply;

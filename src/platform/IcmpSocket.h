@@ -22,6 +22,7 @@ struct IcmpReceived {
     bool queuedError = false;
     quint8 errorType = 0;
     quint8 errorCode = 0;
+    quint32 errorInfo = 0;                   // the MTU of a "too big" error
     QHostAddress offender;                   // the router that sent the error
 };
 
@@ -29,10 +30,10 @@ struct IcmpReceived {
 class IcmpSocket : public QObject {
     Q_OBJECT
 public:
-    enum class Kind { Datagram, Raw };
+    enum class SocketType { Datagram, Raw };
     using QObject::QObject;
 
-    virtual Kind kind() const = 0;
+    virtual SocketType socketType() const = 0;
     // Sends one ICMP message (header and data) with the given TTL / hop limit. 0 or the errno.
     // The kernel rewrites the identifier on a datagram socket.
     virtual int send(const QHostAddress& destination, int ttl, const QByteArray& icmpMessage) = 0;
@@ -66,10 +67,10 @@ class LinuxIcmpSocket final : public IcmpSocket {
     Q_OBJECT
 public:
     // Takes ownership of an open, non-blocking descriptor of that address family.
-    LinuxIcmpSocket(int fd, Kind kind, int addressFamily);
+    LinuxIcmpSocket(int fd, SocketType type, int addressFamily);
     ~LinuxIcmpSocket() override;
 
-    Kind kind() const override { return m_kind; }
+    SocketType socketType() const override { return m_type; }
     int send(const QHostAddress& destination, int ttl, const QByteArray& icmpMessage) override;
     std::optional<IcmpReceived> receive() override;
 
@@ -77,7 +78,7 @@ private:
     std::optional<IcmpReceived> read(bool errorQueue);
 
     int m_fd;
-    Kind m_kind;
+    SocketType m_type;
     int m_family;
     int m_ttl = -1;
     QSocketNotifier* m_notifier;

@@ -152,7 +152,7 @@ IcmpSocketOpen LinuxIcmpSocketFactory::open(QAbstractSocket::NetworkLayerProtoco
                         {SOL_SOCKET, SO_TIMESTAMPNS, "SO_TIMESTAMPNS"}},
                        result))
             return result;
-        result.socket = std::make_unique<LinuxIcmpSocket>(fd, IcmpSocket::Kind::Datagram, family);
+        result.socket = std::make_unique<LinuxIcmpSocket>(fd, IcmpSocket::SocketType::Datagram, family);
         return result;
     }
     result.datagramErrno = -fd;
@@ -184,13 +184,13 @@ IcmpSocketOpen LinuxIcmpSocketFactory::open(QAbstractSocket::NetworkLayerProtoco
                                              {SOL_IPV6, IPV6_RECVHOPLIMIT, "IPV6_RECVHOPLIMIT"}}, result)
                             : enableAll(fd, {{SOL_SOCKET, SO_TIMESTAMPNS, "SO_TIMESTAMPNS"}}, result);
     if (options)
-        result.socket = std::make_unique<LinuxIcmpSocket>(fd, IcmpSocket::Kind::Raw, family);
+        result.socket = std::make_unique<LinuxIcmpSocket>(fd, IcmpSocket::SocketType::Raw, family);
     return result;
 }
 
-LinuxIcmpSocket::LinuxIcmpSocket(int fd, Kind kind, int addressFamily)
+LinuxIcmpSocket::LinuxIcmpSocket(int fd, SocketType type, int addressFamily)
     : m_fd(fd)
-    , m_kind(kind)
+    , m_type(type)
     , m_family(addressFamily)
     , m_ttl(kTtlNotSet)
     , m_notifier(new QSocketNotifier(fd, QSocketNotifier::Read, this))
@@ -222,7 +222,7 @@ int LinuxIcmpSocket::send(const QHostAddress& destination, int ttl, const QByteA
                                       reinterpret_cast<const sockaddr*>(&to), length);
         if (sent >= 0)
             return sent == icmpMessage.size() ? 0 : EMSGSIZE;
-        if (m_kind == Kind::Raw || errno == EAGAIN || errno == EINTR || attempt == kAttempts - 1)
+        if (m_type == SocketType::Raw || errno == EAGAIN || errno == EINTR || attempt == kAttempts - 1)
             return errno;
     }
 }
@@ -231,7 +231,7 @@ std::optional<IcmpReceived> LinuxIcmpSocket::receive()
 {
     // The error queue first: a pending error also fails the next plain read once.
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        if (m_kind == Kind::Datagram) {
+        if (m_type == SocketType::Datagram) {
             if (auto queued = read(true)) {
                 // Local errors (a send the kernel refused) are no answer from the network.
                 if (queued->queuedError)
@@ -270,7 +270,7 @@ std::optional<IcmpReceived> LinuxIcmpSocket::read(bool errorQueue)
     r.truncated = (msg.msg_flags & MSG_TRUNC) != 0;
     r.bytes = QByteArray(data, int(std::min<ssize_t>(n, sizeof data)));
     if (msg.msg_namelen > 0 && from.ss_family == m_family)
-        r.source = QHostAddress(reinterpret_cast<const sockaddr*>(&from));
+        r.source = sockets_layer::hostAddress(reinterpret_cast<const sockaddr*>(&from), msg.msg_namelen);
     bool icmpOrigin = false;
     for (cmsghdr* c = CMSG_FIRSTHDR(&msg); c; c = CMSG_NXTHDR(&msg, c)) {
         const size_t payload = c->cmsg_len - CMSG_LEN(0);
@@ -292,13 +292,14 @@ std::optional<IcmpReceived> LinuxIcmpSocket::read(bool errorQueue)
             icmpOrigin = ee.ee_origin == SO_EE_ORIGIN_ICMP || ee.ee_origin == SO_EE_ORIGIN_ICMP6;
             r.errorType = ee.ee_type;
             r.errorCode = ee.ee_code;
+            r.errorInfo = ee.ee_info;
             // The sender of the error follows the structure (SO_EE_OFFENDER).
             const size_t room = payload - sizeof ee;
             sockaddr_storage offender{};
             std::memcpy(&offender, CMSG_DATA(c) + sizeof ee, std::min(room, sizeof offender));
-            if (room >= sizeof(sockaddr_in) && offender.ss_family == m_family
-                && (m_family == AF_INET || room >= sizeof(sockaddr_in6)))
-                r.offender = QHostAddress(reinterpret_cast<const sockaddr*>(&offender));
+            if (offender.ss_family == m_family)
+                r.offender = sockets_layer::hostAddress(reinterpret_cast<const sockaddr*>(&offender),
+                                                        socklen_t(std::min(room, sizeof offender)));
         }
     }
     r.queuedError = errorQueue && icmpOrigin;

@@ -66,6 +66,23 @@ sockaddr_storage socketAddress(const QHostAddress& address, socklen_t& length)
     return storage;
 }
 
+QHostAddress hostAddress(const sockaddr* address, socklen_t length)
+{
+    if (length >= socklen_t(sizeof(sockaddr_in)) && address->sa_family == AF_INET)
+        return QHostAddress(address);
+    if (length < socklen_t(sizeof(sockaddr_in6)) || address->sa_family != AF_INET6)
+        return {};
+    sockaddr_in6 s6;
+    std::memcpy(&s6, address, sizeof s6);
+    QHostAddress result(s6.sin6_addr.s6_addr);
+    // The interface by name where it still exists, as "fe80::1%eth0" is written; else its number.
+    if (s6.sin6_scope_id != 0) {
+        const QString name = QNetworkInterface::interfaceNameFromIndex(int(s6.sin6_scope_id));
+        result.setScopeId(name.isEmpty() ? QString::number(s6.sin6_scope_id) : name);
+    }
+    return result;
+}
+
 } // namespace sockets_layer
 
 quint32 inet_addr(const QByteArray& text)

@@ -39,6 +39,10 @@ int startups();
 // The socket address of an IPv4 or IPv6 address, with its length; a link-local IPv6 address
 // keeps its interface ("fe80::1%eth0" or "fe80::1%2").
 sockaddr_storage socketAddress(const QHostAddress& address, socklen_t& length);
+// The other way: an AF_INET or AF_INET6 socket address of `length` bytes as an address, a
+// scope id kept as its interface's name (its number when the interface is gone); null for
+// anything else.
+QHostAddress hostAddress(const sockaddr* address, socklen_t length);
 } // namespace sockets_layer
 
 // glibc's inet_addr: the address in network byte order (as its 4 bytes stand in memory)

@@ -22,10 +22,11 @@ void SystemNameLookup::addressOf(const QString& host, QObject* context,
         std::optional<QHostAddress> v4, v6;
         if (::getaddrinfo(name.constData(), nullptr, &hints, &list) == 0) {
             for (const addrinfo* a = list; a; a = a->ai_next) {
+                // A link-local IPv6 address keeps its interface ("fe80::1%eth0").
                 if (a->ai_family == AF_INET && !v4 && a->ai_addrlen >= sizeof(sockaddr_in))
-                    v4 = QHostAddress(a->ai_addr);
+                    v4 = sockets_layer::hostAddress(a->ai_addr, a->ai_addrlen);
                 else if (a->ai_family == AF_INET6 && !v6 && a->ai_addrlen >= sizeof(sockaddr_in6))
-                    v6 = QHostAddress(a->ai_addr);
+                    v6 = sockets_layer::hostAddress(a->ai_addr, a->ai_addrlen);
             }
             ::freeaddrinfo(list);
         }

@@ -40,21 +40,29 @@ inline QByteArray echoReplyTo(const QByteArray& request)
                                                      : withIcmpChecksum(patched(request, 0, icmp::kEchoReply));
 }
 
+// The first 8 bytes of an ICMP error: type, code, no checksum yet, `word` (an MTU) last.
+inline QByteArray errorHeader(quint8 type, quint8 code, quint32 word)
+{
+    return patched(QByteArray(1, char(type)) + char(code) + QByteArray(6, '\0'), 4, word, 4);
+}
+
 // An ICMP error quoting the header of our probe to `probeDestination` (with `quotedOptionBytes`
 // of options) and its first 8 bytes, as routers do.
-inline QByteArray icmpError(quint8 type, const QByteArray& probe, quint32 probeDestination, int quotedOptionBytes = 0)
+inline QByteArray icmpError(quint8 type, const QByteArray& probe, quint32 probeDestination, int quotedOptionBytes = 0,
+                            quint8 code = 0, quint32 word = 0)
 {
     const QByteArray quote = ipPacket(kHost, probeDestination, 1, probe, quotedOptionBytes);
-    return withIcmpChecksum(QByteArray(1, char(type)) + '\0' + QByteArray(6, '\0') + quote.left(28 + quotedOptionBytes));
+    return withIcmpChecksum(errorHeader(type, code, word) + quote.left(28 + quotedOptionBytes));
 }
 
 // An ICMPv6 error quoting the IPv6 header of a probe to `probeDestination` and its first 8 bytes.
-inline QByteArray icmpv6Error(quint8 type, const QByteArray& probe, const QHostAddress& probeDestination)
+inline QByteArray icmpv6Error(quint8 type, const QByteArray& probe, const QHostAddress& probeDestination,
+                              quint8 code = 0, quint32 word = 0)
 {
     QByteArray header = patched(patched(QByteArray(40, '\0'), 0, 0x60), 4, quint32(probe.size() << 16 | 58 << 8 | 1), 4);
     const Q_IPV6ADDR to = probeDestination.toIPv6Address();
     header.replace(24, 16, QByteArray(reinterpret_cast<const char*>(to.c), 16));
-    return QByteArray(1, char(type)) + '\0' + QByteArray(6, '\0') + header + probe.left(8);
+    return errorHeader(type, code, word) + header + probe.left(8);
 }
 
 } // namespace packets

@@ -1,5 +1,6 @@
 // The real ICMP engine on the lab's five-hop path, 5 ms per link direction (lab/netlab.sh): r3
-// silent, 198.19.88.88 refused, 198.19.99.99 a black hole, 198.19.66.66 answered by a forger. Each
+// silent, 198.19.88.88 refused, 198.19.99.99 a black hole, 198.19.66.66 answered by a forger
+// (lab/forger.py: strangers' replies and errors, a "too big" the probe fits, a late reply). Each
 // run is this program with --probe in a namespace, as root, nobody, or nobody with cap_net_raw; all at once.
 #include "EventLog.h"
 #include "NetLab.h"
@@ -47,7 +48,7 @@ int probe(int argc, char** argv)
         const double ms = elapsed.nsecsElapsed() / 1e6;
         // Once the run is over its socket is closed.
         QTimer::singleShot(0, &app, [&, ms] {
-            const bool raw = control.socketKind() == IcmpSocket::Kind::Raw;
+            const bool raw = control.socketType() == IcmpSocket::SocketType::Raw;
             out(QStringLiteral("stats|%1|%2|%3").arg(raw ? "raw" : "datagram").arg(ms).arg(control.hasOpenSocket()));
             --runs > 0 ? start() : app.quit();
         });
@@ -85,6 +86,9 @@ const QList<Run>& runs()
             {"datagramPing6", "h nobody ping 2001:db8:5::2", QStringList(4, "P|2001:db8:5::2|target.path.test|#|32|60"),
              "datagram", 3000, 4000},
             {"capabilityPing", "t cap ping 127.0.0.1", QStringList(4, "P|127.0.0.1|localhost|#|32|64"), "raw", 2900, 4000},
+            // The unspecified address: the kernel sends to this host, which answers from loopback.
+            {"unspecifiedPing", "h nobody ping 0.0.0.0", QStringList(4, "P|127.0.0.1|localhost|#|32|64"), "datagram", 2900, 4000},
+            {"unspecifiedPing6", "t root ping :: --raw", QStringList(4, "P|::1|~|#|32|64"), "raw", 2900, 4000},
             {"denied", "t nobody ping 127.0.0.1",
              {"E|Not allowed to send ICMP~net.ipv4.ping_group_range~setcap cap_net_raw+ep /~/tst_icmp_real"}, "~", 0, 1000},
             {"unreachablePing", "h root ping 198.19.88.88 --raw", QStringList(4, "E|" + refused + " (from 198.18.5.2)"),
@@ -168,7 +172,8 @@ private slots:
     }
 
     // Fault caught: a socket path failing or a user without any not told what to change; wrong rows
-    // or timing on real sockets, IPv4 and IPv6; forged answers shown; a rate limit hiding a hop.
+    // or timing on real sockets, IPv4 and IPv6; forged answers shown (a forged "too big" ending a
+    // trace at hop 1); 0.0.0.0 or :: timing out; a rate limit hiding a hop.
     void run_data()
     {
         QTest::addColumn<int>("index");

@@ -1,0 +1,201 @@
+// What goes on and comes off the wire: the decoders' verdict on hand-built packets and on any
+// bytes, the checksum and texts, and addresses to and from socket addresses.
+#include "PacketBuilder.h"
+#include "icmp/IcmpText.h"
+#include "platform/NameLookup.h"
+#include "platform/SocketsLayer.h"
+
+#include <QRandomGenerator>
+#include <QtTest>
+
+#include <net/if.h>
+#include <netinet/in.h>
+
+using namespace packets;
+
+namespace {
+
+enum Decoder { IpPacket, IcmpMessage, Icmpv6Message };
+
+const QByteArray kProbe = icmp::encodeEchoRequest(icmp::Family::V4, 0x1234, 7, 32);
+const QByteArray kProbe6 = icmp::encodeEchoRequest(icmp::Family::V6, 0x1234, 7, 32);
+const QHostAddress kTarget6("2001:db8:5::2");
+constexpr quint32 kTarget = addr(198, 18, 5, 2);
+
+QByteArray reply(int optionBytes = 0) { return ipPacket(kTarget, kHost, 59, echoReplyTo(kProbe), optionBytes); }
+QByteArray error(int outerOptions, int quotedOptions, quint8 type = 11, quint8 code = 0, quint32 mtu = 0)
+{
+    return ipPacket(kRouter, kHost, 62, icmpError(type, kProbe, kTarget, quotedOptions, code, mtu), outerOptions);
+}
+// The IPv4 packet `p` with its header checksum left alone: our decoder, like the kernel's raw
+// socket, trusts the kernel to have checked it.
+QByteArray withProtocol(QByteArray p, quint8 protocol) { return patched(p, 9, protocol); }
+
+} // namespace
+
+class TestIcmpWire : public QObject {
+    Q_OBJECT
+private slots:
+    // Fault caught: a decoder that assumes a 20-byte IPv4 header (options ignored, outside or in
+    // the quote), takes fragments, foreign protocols, short, corrupt or foreign-version packets
+    // for answers, or misreads the identifier, sequence, data size or MTU of an answer.
+    void verdicts_data()
+    {
+        QTest::addColumn<int>("decoder");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<icmp::Verdict>("verdict");
+        QTest::addColumn<icmp::AnswerKind>("kind");
+        QTest::addColumn<int>("dataSize");
+        QTest::addColumn<quint32>("mtu");
+        using V = icmp::Verdict;
+        using K = icmp::AnswerKind;
+        const auto row = [](const char* name, Decoder d, const QByteArray& b, V v, K k = K::EchoReply, int size = 0,
+                            quint32 mtu = 0) { QTest::newRow(name) << int(d) << b << v << k << size << mtu; };
+        const QByteArray quote6 = icmpv6Error(3, kProbe6, kTarget6);
+        row("v4 echo reply", IpPacket, reply(), V::Answer, K::EchoReply, 32);
+        row("v4 echo reply, IP options", IpPacket, reply(8), V::Answer, K::EchoReply, 32);
+        row("v4 echo reply, link padding", IpPacket, reply() + QByteArray(6, '\0'), V::Answer, K::EchoReply, 32);
+        row("v4 time exceeded", IpPacket, error(0, 0), V::Answer, K::TimeExceeded);
+        row("v4 quote with IP options", IpPacket, error(0, 12), V::Answer, K::TimeExceeded);
+        row("v4 options outside and in the quote", IpPacket, error(4, 8), V::Answer, K::TimeExceeded);
+        row("v4 fragmentation needed", IpPacket, error(0, 0, 3, 4, 1400), V::Answer, K::TooBig, 0, 1400);
+        row("v4 parameter problem", IpPacket, error(0, 4, 12), V::Answer, K::ParameterProblem);
+        row("v4 net unreachable", IpPacket, error(0, 0, 3, 0), V::Answer, K::Unreachable);
+        row("v4 more fragments", IpPacket, patched(reply(), 6, 0x2000, 2), V::BadIpHeader);
+        row("v4 fragment offset", IpPacket, patched(reply(), 6, 0x0001, 2), V::BadIpHeader);
+        row("v4 UDP", IpPacket, withProtocol(reply(), 17), V::NotIcmp);
+        row("v4 TCP", IpPacket, withProtocol(reply(), 6), V::NotIcmp);
+        row("v4 quoting UDP", IpPacket, ipPacket(kRouter, kHost, 62, withIcmpChecksum(patched(icmpError(11, kProbe, kTarget), 17, 17))),
+            V::NotOurProbe);
+        row("v4 quoting an echo reply", IpPacket, ipPacket(kRouter, kHost, 62, icmpError(11, echoReplyTo(kProbe), kTarget)),
+            V::NotOurProbe);
+        row("v4 echo request", IpPacket, ipPacket(kTarget, kHost, 59, kProbe), V::NotAnAnswer);
+        row("v4 under a header", IpPacket, reply().left(19), V::Truncated);
+        row("v4 short of its total length", IpPacket, reply().chopped(1), V::Truncated);
+        row("v4 header length past the bytes", IpPacket, patched(reply().left(24), 0, 0x4f), V::Truncated);
+        row("v4 header length under 20", IpPacket, patched(reply(), 0, 0x44), V::BadIpHeader);
+        row("v4 total length under the header", IpPacket, patched(reply(8), 2, 24, 2), V::BadIpHeader);
+        row("v4 quote cut in the probe", IpPacket, ipPacket(kRouter, kHost, 62, withIcmpChecksum(icmpError(11, kProbe, kTarget).left(32))),
+            V::Truncated);
+        row("v4 bad checksum", IpPacket, patched(reply(), 40, 0), V::BadChecksum);
+        row("v4 an IPv6 header", IpPacket, patched(reply(), 0, 0x65), V::BadIpHeader);
+        row("icmp echo reply", IcmpMessage, echoReplyTo(kProbe), V::Answer, K::EchoReply, 32);
+        row("icmp 7 bytes", IcmpMessage, echoReplyTo(kProbe).left(7), V::Truncated);
+        row("icmp bad checksum", IcmpMessage, patched(echoReplyTo(kProbe), 9, 0), V::BadChecksum);
+        row("v6 echo reply", Icmpv6Message, echoReplyTo(kProbe6), V::Answer, K::EchoReply, 32);
+        row("v6 time exceeded", Icmpv6Message, quote6, V::Answer, K::TimeExceeded);
+        row("v6 packet too big", Icmpv6Message, icmpv6Error(2, kProbe6, kTarget6, 0, 70000), V::Answer, K::TooBig, 0, 70000);
+        row("v6 parameter problem", Icmpv6Message, icmpv6Error(4, kProbe6, kTarget6), V::Answer, K::ParameterProblem);
+        row("v6 quoting IPv4", Icmpv6Message, patched(quote6, 8, 0x45), V::BadIpHeader);
+        row("v6 quoting UDP", Icmpv6Message, patched(quote6, 14, 17), V::NotOurProbe);
+        row("v6 quoting an extension header", Icmpv6Message, patched(quote6, 14, 0), V::NotOurProbe);
+        row("v6 quote cut in the IPv6 header", Icmpv6Message, quote6.left(47), V::Truncated);
+        row("v6 quote cut in the probe", Icmpv6Message, quote6.chopped(1), V::Truncated);
+        row("v6 echo request", Icmpv6Message, kProbe6, V::NotAnAnswer);
+    }
+    void verdicts()
+    {
+        QFETCH(int, decoder);
+        QFETCH(QByteArray, bytes);
+        QFETCH(icmp::Verdict, verdict);
+        const std::span<const std::uint8_t> b = icmp::bytesOf(bytes);
+        const icmp::Decoded d = decoder == IpPacket ? icmp::decodeIpPacket(b)
+            : decoder == IcmpMessage               ? icmp::decodeIcmpMessage(b)
+                                                   : icmp::decodeIcmpv6Message(b);
+        QCOMPARE(d.verdict, verdict);
+        if (verdict != icmp::Verdict::Answer)
+            return;
+        QFETCH(icmp::AnswerKind, kind);
+        QFETCH(int, dataSize);
+        QFETCH(quint32, mtu);
+        QCOMPARE(d.answer.kind, kind);
+        QCOMPARE(std::tuple(d.answer.identifier, d.answer.sequence, d.answer.dataSize, d.answer.mtu),
+                 std::tuple(quint16(0x1234), quint16(7), dataSize, mtu));
+        if (decoder == IpPacket) {
+            const bool echo = kind == icmp::AnswerKind::EchoReply;
+            QCOMPARE(d.answer.source, QHostAddress(echo ? kTarget : kRouter));
+            QCOMPARE(d.answer.ttl, echo ? 59 : 62);
+            QCOMPARE(d.answer.probeDestination, echo ? QHostAddress() : QHostAddress(kTarget));
+        }
+    }
+
+    // Fault caught: a link-local or multicast IPv6 address losing its interface on the way to the
+    // socket (the datagram socket refuses to send: "Invalid argument") or back from it.
+    void socketAddresses_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("scopeIndex");   // sin6_scope_id; -1: an IPv4 address
+        const int lo = int(::if_nametoindex("lo"));
+        QTest::newRow("IPv4") << "198.18.0.1" << -1;
+        QTest::newRow("global") << "2001:db8::1" << 0;
+        QTest::newRow("link-local by name") << "fe80::2%lo" << lo;
+        QTest::newRow("multicast by name") << "ff02::1%lo" << lo;
+        QTest::newRow("by number, no such interface") << "fe80::2%4000000" << 4000000;
+    }
+    void socketAddresses()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, scopeIndex);
+        const QHostAddress address(text);
+        socklen_t length = 0;
+        const sockaddr_storage s = sockets_layer::socketAddress(address, length);
+        const auto* sa = reinterpret_cast<const sockaddr*>(&s);
+        if (scopeIndex < 0)
+            QCOMPARE(std::pair(int(s.ss_family), length), std::pair(AF_INET, socklen_t(sizeof(sockaddr_in))));
+        else
+            QCOMPARE(std::tuple(int(s.ss_family), length, reinterpret_cast<const sockaddr_in6*>(sa)->sin6_scope_id),
+                     std::tuple(AF_INET6, socklen_t(sizeof(sockaddr_in6)), uint32_t(scopeIndex)));
+        // Back again, with the interface's name where it has one, and through the resolver.
+        const QHostAddress back = sockets_layer::hostAddress(sa, length);
+        QCOMPARE(std::pair(back.toString(), back.scopeId()), std::pair(address.toString(), address.scopeId()));
+        QVERIFY(sockets_layer::hostAddress(sa, length - 1).isNull());
+        std::optional<QHostAddress> resolved;
+        QObject context;
+        SystemNameLookup().addressOf(text, &context, [&](std::optional<QHostAddress> a) { resolved = a.value_or(QHostAddress()); });
+        QTRY_VERIFY(resolved.has_value());
+        QCOMPARE(std::pair(resolved->toString(), resolved->scopeId()), std::pair(address.toString(), address.scopeId()));
+    }
+
+    // Fault caught: a decoder reading outside the bytes (the sanitizers' build stops there), or
+    // calling an answer what they do not hold: every cut of real packets, with a byte changed.
+    void anyBytes()
+    {
+        const QByteArray probe = icmp::encodeEchoRequest(icmp::Family::V4, 0x1234, 7, 32);
+        const QByteArray probe6 = icmp::encodeEchoRequest(icmp::Family::V6, 0x1234, 7, 32);
+        const QByteArray seeds[] = {ipPacket(addr(198, 18, 5, 2), kHost, 59, echoReplyTo(probe), 8), echoReplyTo(probe6),
+                                    ipPacket(kRouter, kHost, 62, icmpError(11, probe, addr(198, 18, 5, 2), 12)),
+                                    icmpv6Error(3, probe6, QHostAddress("2001:db8:5::2"))};
+        QRandomGenerator random(7);
+        for (int round = 0; round < 20000; ++round) {
+            const QByteArray& seed = seeds[round % 4];
+            std::vector<std::uint8_t> bytes(seed.begin(), seed.begin() + random.bounded(int(seed.size()) + 1));
+            if (!bytes.empty() && round % 3)
+                bytes[random.bounded(int(bytes.size()))] = std::uint8_t(random.bounded(256));
+            const std::span<const std::uint8_t> b(bytes);   // exactly its size: a read past it is caught
+            const icmp::Decoded message = icmp::decodeIcmpMessage(b);
+            QVERIFY(message.verdict != icmp::Verdict::Answer || icmp::internetChecksum(b) == 0);
+            for (const icmp::Decoded& d : {icmp::decodeIpPacket(b), message, icmp::decodeIcmpv6Message(b),
+                                           icmp::decodeQueuedError(icmp::Family::V6, b, quint8(round), 0)})
+                QVERIFY(d.verdict != icmp::Verdict::Answer || size_t(d.answer.dataSize) + icmp::kHeaderSize <= bytes.size());
+        }
+    }
+
+    // Fault caught: a checksum routers reject (RFC 1071's example; an odd length); trip times with
+    // the wrong precision or unit; an ICMP code without a name (routers send any) crashing.
+    void checksumAndTexts()
+    {
+        QCOMPARE(icmp::internetChecksum(icmp::bytesOf(QByteArray::fromHex("0001f203f4f5f6f7"))), quint16(0x220d));
+        QCOMPARE(icmp::internetChecksum(icmp::bytesOf(QByteArray::fromHex("01"))), quint16(0xfeff));
+        const std::pair<qint64, const char*> trips[] = {{40000, "0.04 ms"}, {1234000, "1.23 ms"}, {12340000, "12.3 ms"},
+            {148400000, "148 ms"}, {9996000, "10.0 ms"}, {99960000, "100 ms"}, {-5, "0.00 ms"}};
+        for (const auto& [ns, text] : trips)
+            QCOMPARE(icmp::tripTimeText(ns), QLatin1String(text));
+        QCOMPARE(icmp::errorName(icmp::Family::V4, 3, 200), QStringLiteral("Destination unreachable (code 200)"));
+        QCOMPARE(icmp::errorName(icmp::Family::V4, 42, 1), QStringLiteral("ICMP error type 42 code 1"));
+        QCOMPARE(icmp::errorName(icmp::Family::V6, 1, 3), QStringLiteral("Destination host unreachable"));
+        QCOMPARE(icmp::errorName(icmp::Family::V6, 3, 0), QStringLiteral("TTL expired in transit"));
+    }
+};
+
+QTEST_MAIN(TestIcmpWire)
+#include "tst_icmp_wire.moc"
