@@ -28,16 +28,11 @@ void choose(QWidget* view, const QString& item)
 
 // tmpfs mounts of the test's own, unmounted when it ends.
 struct Mounts {
-    bool add(const QString& at, const QString& options)
+    bool add(const QString& at, const char* options)
     {
-        return QDir().mkpath(at) && QProcess::execute("mount", {"-t", "tmpfs", "-o", options, "tmpfs", at}) == 0
-            && (points << at, true);
+        return QDir().mkpath(at) && !QProcess::execute("mount", {"-t", "tmpfs", "-o", options, "tmpfs", at}) && (points << at, true);
     }
-    ~Mounts()
-    {
-        for (const QString& point : points)
-            QProcess::execute("umount", {point});
-    }
+    ~Mounts() { std::ranges::for_each(points, [](const QString& at) { QProcess::execute("umount", {at}); }); }
     QStringList points;
 };
 
@@ -115,8 +110,7 @@ private slots:
         if (root) {
             QVERIFY(mounts.add(dir.filePath("full"), "size=4k") && mounts.add(dir.filePath("ro"), "size=64k"));
             QFile old(dir.filePath("ro/old.txt"));
-            QVERIFY(old.open(QIODevice::WriteOnly) && old.write("old") == 3);
-            old.close();
+            QVERIFY(old.open(QIODevice::WriteOnly) && old.write("old") == 3 && (old.close(), true));
             QCOMPARE(QProcess::execute("mount", {"-o", "remount,ro", dir.filePath("ro")}), 0);
         }
         QVERIFY(QDir(dir.path()).mkpath("closed") && QDir(dir.path()).mkpath("open"));
