@@ -167,6 +167,7 @@ host-record=multi.test,198.18.53.22
 host-record=multi.test,198.18.53.23
 host-record=v6only.test,2001:db8:53::10
 host-record=dual.test,198.18.53.11,2001:db8:53::11
+host-record=xn--mnchen-3ya.test,198.18.53.12
 ptr-record=40.53.18.198.in-addr.arpa,ptr.test
 CONF
   spawn h dnsmasq dnsmasq --conf-file="$state/dnsmasq.conf"

@@ -4,9 +4,10 @@
 //                          running it sees it) and gethostbyname_r alone
 //   dns_bench responsive   (lab `mute`) how long a page switch and a typed key take to show while
 //                          a host check of Ping, Traceroute or Lookup waits on a dead name server
-#include "app/Form1.h"
+//   dns_bench dead         (lab `mute`) click on Lookup -> error line for a name whose server never
+//                          answers, beside the resolver's own limit (dead_server.cpp)
+#include "DnsBench.h"
 #include "app/MultiLineTextBox.h"
-#include "app/RealPlatform.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -14,90 +15,13 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTabBar>
-#include <QTabWidget>
 #include <QTimer>
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netdb.h>
-#include <spawn.h>
-#include <sys/wait.h>
+using namespace bench;
 
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <vector>
-
-extern char** environ;
+int deadServerLookup();
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double msBetween(Clock::time_point from, Clock::time_point to)
-{
-    return std::chrono::duration<double, std::milli>(to - from).count();
-}
-
-double quantile(std::vector<double> v, double q)
-{
-    std::sort(v.begin(), v.end());
-    return v.empty() ? 0 : v[size_t(q * double(v.size() - 1) + 0.5)];
-}
-
-void report(const char* what, const std::vector<double>& ms)
-{
-    std::printf("  %-26s median %7.3f ms  p90 %7.3f ms  max %7.3f ms  (n=%zu)\n", what, quantile(ms, 0.5),
-                quantile(ms, 0.9), quantile(ms, 1), ms.size());
-}
-
-struct Window {
-    RealPlatform platform;
-    Form1 form{platform.platform()};
-
-    Window()
-    {
-        form.Form_Load();
-        form.show();
-    }
-    template <typename T>
-    T* control(const char* name) const
-    {
-        return form.findChild<T*>(QString::fromLatin1(name));
-    }
-    QTabWidget* tabs() const { return control<QTabWidget>("SSTab1"); }
-};
-
-// ---- lookup ----
-
-double getentOnce(const QByteArray& name)
-{
-    const char* argv[] = {"getent", "hosts", name.constData(), nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    const auto start = Clock::now();
-    pid_t pid = 0;
-    int status = 0;
-    if (posix_spawnp(&pid, "getent", &actions, nullptr, const_cast<char**>(argv), environ) == 0)
-        waitpid(pid, &status, 0);
-    posix_spawn_file_actions_destroy(&actions);
-    return msBetween(start, Clock::now());
-}
-
-double gethostbynameOnce(const QByteArray& name)
-{
-    hostent h{}, *r = nullptr;
-    char buf[8192];
-    int err = 0;
-    const auto start = Clock::now();
-    const in_addr_t a = inet_addr(name.constData());
-    if (a == INADDR_NONE)
-        gethostbyname_r(name.constData(), &h, buf, sizeof buf, &r, &err);
-    else
-        gethostbyaddr_r(&a, 4, AF_INET, &h, buf, sizeof buf, &r, &err);
-    return msBetween(start, Clock::now());
-}
 
 int lookup()
 {
@@ -281,6 +205,8 @@ int main(int argc, char** argv)
         return lookup();
     if (mode == QLatin1String("responsive"))
         return responsive();
-    std::fprintf(stderr, "usage: dns_bench lookup | responsive\n");
+    if (mode == QLatin1String("dead"))
+        return deadServerLookup();
+    std::fprintf(stderr, "usage: dns_bench lookup | responsive | dead\n");
     return 2;
 }

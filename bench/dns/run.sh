@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# DNS: the Lookup page against the lab's dnsmasq (lab `dns`) beside getent hosts, and the window's
-# answer to a page switch and a key while a host check waits on a dead name server (lab `mute`).
+# DNS: the Lookup page against the lab's dnsmasq (lab `dns`) beside getent hosts, the window's
+# answer to a page switch and a key while a host check waits on a dead name server, and a lookup
+# on that dead server beside getent and dig (lab `mute`).
 set -euo pipefail
 build=$(cd "${1:-build}" && pwd)
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -21,3 +22,5 @@ bash "$root/lab/netlab.sh" down "$lab-dns"
 bash "$root/lab/netlab.sh" up "$lab-mute" mute
 echo "-- page switch and typed key -> shown, while a host check waits on a dead name server (lab mute)"
 run mute responsive
+echo "-- lookup of a name whose name server never answers -> error line, beside the resolver's own limit (lab mute)"
+run mute dead

@@ -9,6 +9,10 @@
 #include <QClipboard>
 #include <QSaveFile>
 
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
+
 namespace {
 
 QAction* addAction(QWidget* view, const QString& text, const QKeySequence& keys, std::function<void()> act)
@@ -19,6 +23,27 @@ QAction* addAction(QWidget* view, const QString& text, const QKeySequence& keys,
     QObject::connect(action, &QAction::triggered, view, std::move(act));
     view->addAction(action);
     return action;
+}
+
+// Writes `bytes` to `path` whole or not at all: an old file there stays as it was until the new one is
+// complete. Empty on success, else why not. Unbuffered, so a full disk is told by write() itself:
+// a failure first seen when a buffer is flushed at commit() would still replace the old file.
+QString save(const QString& path, const QByteArray& bytes)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+        return file.errorString();
+    // write() may take part of the bytes and say nothing; asked for the rest, it says why not.
+    for (qsizetype done = 0; done < bytes.size();) {
+        const qint64 n = file.write(bytes.constData() + done, bytes.size() - done);
+        if (n <= 0)
+            return file.errorString();
+        done += n;
+    }
+    // Some file systems tell of a full disk only when the data goes out to it; commit() would not say.
+    if (::fsync(file.handle()) != 0)
+        return QString::fromLocal8Bit(std::strerror(errno));
+    return file.commit() ? QString() : file.errorString();
 }
 
 } // namespace
@@ -52,9 +77,8 @@ void addCopyAndSave(QAbstractScrollArea* view, std::function<QString(bool all)> 
                                                 kProgramTitle + QObject::tr(" results.txt"));
         if (path.isEmpty())
             return;
-        QSaveFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(text(true).toUtf8()) < 0 || !file.commit())
-            messages.show(view->window(), QObject::tr("Could not save %1: %2").arg(path, file.errorString()),
+        if (const QString failure = save(path, text(true).toUtf8()); !failure.isEmpty())
+            messages.show(view->window(), QObject::tr("Could not save %1: %2").arg(path, failure),
                           MessageBox::kExclamation, kProgramTitle);
     });
 }

@@ -13,10 +13,14 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QHostAddress>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScreen>
 #include <QTabWidget>
+#include <QUrl>
+
+#include <algorithm>
 
 Form1::Form1(const Platform& platform, QWidget* parent)
     : QWidget(parent)
@@ -120,18 +124,33 @@ void Form1::showInvalidDomain(const QString& host)
 }
 
 void Form1::checkHost(QLineEdit* box, quint64& generation,
-                      std::function<void(const QString& host, bool found)> then)
+                      std::function<void(const QString& host, const HostCheck& answer)> then)
 {
     cutTrailingSlash(box);
     const QString host = box->text();
     const quint64 check = ++generation;
-    m_platform.resolver->checkHost(host.toUtf8(), this, [this, host, check, &generation, then](bool found) {
+    const auto answered = [this, host, check, &generation, then](const HostCheck& answer) {
         if (check != generation)   // the same button was pressed again meanwhile: the newest wins
             return;
-        if (!found)
+        if (!answer.found)
             showInvalidDomain(host);
-        then(host, found);
-    });
+        then(host, answer);
+    };
+    if (const std::optional<QByteArray> ascii = asciiHost(host))
+        m_platform.resolver->checkHost(*ascii, this, answered);
+    else
+        answered({});   // no host can have this name: nobody is asked
+}
+
+std::optional<QByteArray> Form1::asciiHost(const QString& typed)
+{
+    // ASCII text goes to the resolver as typed, which decides as it always has; a name in
+    // another script goes in its ASCII (IDNA) form, the one its zone holds.
+    const bool ascii = std::all_of(typed.cbegin(), typed.cend(), [](QChar c) { return c.unicode() < 0x80; });
+    if (ascii || QHostAddress(typed).protocol() != QAbstractSocket::UnknownNetworkLayerProtocol)
+        return typed.toUtf8();
+    const QByteArray ace = QUrl::toAce(typed);
+    return ace.isEmpty() ? std::nullopt : std::optional(ace);
 }
 
 void Form1::cutTrailingSlash(QLineEdit* box)

@@ -3,12 +3,14 @@
 #include "Module1.h"
 #include "platform/Bool16.h"
 #include "Platform.h"
+#include "platform/Resolver.h"
 #include "platform/SocketsLayer.h"
 
 #include <QWidget>
 
 #include <array>
 #include <functional>
+#include <optional>
 
 class IcmpControl;
 class Label;
@@ -78,8 +80,12 @@ private:
     static void cutTrailingSlash(QLineEdit* box);
     // Cuts the box's trailing slash, then asks the resolver, off the UI thread, whether its text
     // names a host; when it does not, says so in a message box. `then` goes on with the text
-    // checked and the answer, unless a newer check of the same page (`generation`) came since.
-    void checkHost(QLineEdit* box, quint64& generation, std::function<void(const QString& host, bool found)> then);
+    // checked (as typed) and the answer, unless a newer check of the same page (`generation`) came since.
+    void checkHost(QLineEdit* box, quint64& generation,
+                   std::function<void(const QString& host, const HostCheck& answer)> then);
+    // A host as resolvers and servers take it: an address as written, a name in its ASCII form
+    // (IDNA: "münchen.example" is "xn--mnchen-3ya.example"); nothing for a text no host can have.
+    static std::optional<QByteArray> asciiHost(const QString& typed);
 
     // --- Ping and Traceroute (Form1_Icmp.cpp) ---
     void wireIcmp();

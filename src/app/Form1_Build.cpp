@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QTabBar>
 #include <QTabWidget>
+#include <QValidator>
 
 namespace {
 
@@ -37,6 +38,31 @@ QFont fontFor(FontChoice choice, const QFont& windowFont)
     }
     return windowFont;
 }
+
+// A one-line box never holds a line break, however its text comes: typed, pasted, dropped or set.
+// The breaks are dropped, not cut at: a name copied from a mail or a terminal brings one at its end,
+// a name wrapped in a mail one in its middle, and both come out whole, as in a browser's address
+// bar; cutting at the first break would silently lose the rest.
+class NoLineBreaks final : public QValidator {
+public:
+    using QValidator::QValidator;
+    State validate(QString& input, int& pos) const override
+    {
+        qsizetype kept = 0;
+        int cursor = pos;
+        for (qsizetype i = 0; i < input.size(); ++i) {
+            const char16_t c = input[i].unicode();
+            if (c == u'\n' || c == u'\r' || c == u'\v' || c == u'\f' || c == 0x85 || c == 0x2028 || c == 0x2029) {
+                cursor -= i < pos ? 1 : 0;
+                continue;
+            }
+            input[kept++] = input[i];
+        }
+        input.truncate(kept);
+        pos = cursor;
+        return Acceptable;
+    }
+};
 
 } // namespace
 
@@ -135,6 +161,8 @@ QWidget* Form1::buildControl(const ControlSpec& control)
         break;
     }
 
+    if (auto* box = qobject_cast<QLineEdit*>(w))
+        box->setValidator(new NoLineBreaks(box));
     return w;
 }
 

@@ -45,8 +45,8 @@ void Form1::DoLookup_Click()
     if (refusedWithoutConnection())
         return;
     // The check only chooses between the warning and the caption: the lookup goes ahead either way.
-    checkHost(DNSHost, m_lookupCheck, [this](const QString& host, bool found) {
-        if (found) {
+    checkHost(DNSHost, m_lookupCheck, [this](const QString& host, const HostCheck& answer) {
+        if (answer.found) {
             axICMP1->setHostAddress(host);
             lblCaptionDNS->setCaption(QStringLiteral("Looking up ") + axICMP1->HostAddress());
         }
@@ -62,7 +62,8 @@ void Form1::DoLookup_Click()
 qint32 Form1::WSAAsyncGetHostByNameAlias(QObject* hWnd, qint16 wMsg, const QString& Host)
 {
     Resolver& resolver = *m_platform.resolver;
-    const QByteArray host = Host.toUtf8();
+    // A text no host can have goes as typed: the resolver finds no host for it without asking.
+    const QByteArray host = asciiHost(Host).value_or(Host.toUtf8());
     const quint32 address = inet_addr(host);
     const auto msg = quint32(qint32(wMsg));
     if (address != INADDR_NONE) {

@@ -31,10 +31,11 @@ void Form1::cmdPing_Click()
     if (refusedWithoutConnection())
         return;
     // Texts under two characters are kept as typed, and still checked.
-    checkHost(txtRemote, m_pingCheck, [this](const QString& host, bool found) {
-        if (!found)
+    checkHost(txtRemote, m_pingCheck, [this](const QString& host, const HostCheck& answer) {
+        if (!answer.found)
             return;
         axICMP1->setHostAddress(host);
+        axICMP1->setTargetAddress(answer.address);
         txtRemoteTrace->setText(host);
         lblCaption->setCaption(QStringLiteral("Pinging ") + axICMP1->HostAddress() + QStringLiteral(" with ")
                                + QString::number(axICMP1->CharsPerPacket()) + QStringLiteral(" bytes of data"));
@@ -58,13 +59,14 @@ void Form1::cmdTraceroute_Click()
     cmdTraceroute->setEnabled(false);
     cmdCancelTrace->setEnabled(true);
     ListView1->setColumnHeader(QStringLiteral("TTL"), QStringLiteral("Return Code"));
-    checkHost(txtRemoteTrace, m_traceCheck, [this](const QString& host, bool found) {
-        if (!found) {
+    checkHost(txtRemoteTrace, m_traceCheck, [this](const QString& host, const HostCheck& answer) {
+        if (!answer.found) {
             cmdTraceroute->setEnabled(true);
             cmdPing->setEnabled(true);
             return;
         }
         axICMP1->setHostAddress(host);
+        axICMP1->setTargetAddress(answer.address);
         lblCaptionTrace->setCaption(QStringLiteral("Tracing route to ") + axICMP1->HostAddress());
         ListView1->clear();
         axICMP1->Trace();

@@ -9,10 +9,23 @@
 
 #include <QLineEdit>
 #include <QPushButton>
+#include <QUrl>
+
+#include <algorithm>
 
 namespace {
 
 constexpr int kTimeOutMs = 30000;
+
+// A domain in other scripts is asked in its ASCII form, which is what registries index. A query
+// that is no domain name (a handle, an AS number, words) goes as typed, and so does an ASCII one,
+// whose case some servers' handles keep.
+QString whoisQuery(const QString& typed)
+{
+    const bool ascii = std::all_of(typed.begin(), typed.end(), [](QChar c) { return c.unicode() < 0x80; });
+    const QByteArray ace = ascii ? QByteArray() : QUrl::toAce(typed);
+    return ace.isEmpty() ? typed : QString::fromLatin1(ace);
+}
 
 } // namespace
 
@@ -34,7 +47,7 @@ void Form1::Command1_Click()
     Command1->setEnabled(false);
     // A domain of 0 or 1 characters has no last two to search: it is sent as typed.
     cutTrailingSlash(Text1);
-    QueryText = Text1->text();
+    QueryText = whoisQuery(Text1->text());
     ServerName = Text2->text();
     const std::optional<qint32> port = whois::portNumber(Text3->text());
     if (!port) {
@@ -54,7 +67,9 @@ void Form1::Command1_Click()
 void Form1::WI_Connect()
 {
     closeConnectionIfOpen();
-    Winsock1->setRemoteHost(ServerName);
+    // A server name no host can have goes as typed: the connection never comes, as for any unknown name.
+    const std::optional<QByteArray> server = asciiHost(ServerName);
+    Winsock1->setRemoteHost(server ? QString::fromLatin1(*server) : ServerName);
     Winsock1->setRemotePort(ServerPort);
     Timer1->setInterval(kTimeOutMs);
     Timer1->setEnabled(true);

@@ -77,9 +77,10 @@ void AxIcmp::start(RunKind kind)
 {
     endRun();
     const quint64 generation = ++m_generation;
-    if (const std::optional<QHostAddress> literal = literalAddress(m_hostAddress)) {
+    const std::optional<QHostAddress> known = !m_target.isNull() ? std::optional(m_target) : literalAddress(m_hostAddress);
+    if (known) {
         // Started from the event loop, so the caller's own steps come first.
-        QMetaObject::invokeMethod(this, [this, kind, target = *literal, generation] {
+        QMetaObject::invokeMethod(this, [this, kind, target = *known, generation] {
             if (generation == m_generation)
                 launch(kind, target);
         }, Qt::QueuedConnection);

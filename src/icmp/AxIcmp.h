@@ -14,7 +14,12 @@ public:
     ~AxIcmp() override;
 
     QString HostAddress() const override { return m_hostAddress; }
-    void setHostAddress(const QString& host) override { m_hostAddress = host; }
+    void setHostAddress(const QString& host) override
+    {
+        m_hostAddress = host;
+        m_target.clear();
+    }
+    void setTargetAddress(const QHostAddress& address) override { m_target = address; }
     qint16 CharsPerPacket() const override { return m_charsPerPacket; }
     QString LocalIP() const override;
     QString LocalHostName() const override;
@@ -42,6 +47,7 @@ private:
     InterfaceList& m_interfaces;
     IcmpAdapters m_adapters;
     QString m_hostAddress = QStringLiteral("127.0.0.1");
+    QHostAddress m_target;                // the checked address of m_hostAddress; null: look it up
     qint16 m_charsPerPacket = 32;
     ProbeRun* m_run = nullptr;            // a child; replaced runs are deleted later
     quint64 m_generation = 0;             // tells a pending start of an earlier run apart

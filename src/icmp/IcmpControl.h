@@ -1,6 +1,7 @@
 #pragma once
 #include "platform/Bool16.h"
 
+#include <QHostAddress>
 #include <QObject>
 #include <QString>
 
@@ -15,6 +16,9 @@ public:
 
     virtual QString HostAddress() const = 0;
     virtual void setHostAddress(const QString& host) = 0;
+    // Where the probes of the next Ping or Trace go: the address the host was checked to have.
+    // Setting the host forgets it; without one (or with a null one) the control looks the host up.
+    virtual void setTargetAddress(const QHostAddress& address) = 0;
     virtual qint16 CharsPerPacket() const = 0;
     // IPv4 address of this machine in dotted form; "127.0.0.1" when it has no other.
     virtual QString LocalIP() const = 0;

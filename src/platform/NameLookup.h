@@ -3,8 +3,15 @@
 #include <QObject>
 #include <QString>
 
+#include <QList>
+
 #include <functional>
 #include <optional>
+
+// The addresses getaddrinfo() gives for `host`, IPv4 and IPv6 in its order; an IPv6 address keeps
+// its interface ("fe80::1%eth0"). With `writtenOut`, only an address written out is taken and no
+// name server is asked. Otherwise it blocks as long as the resolver does: call it off the UI thread.
+QList<QHostAddress> systemAddressesOf(const QByteArray& host, bool writtenOut = false);
 
 // Forward and reverse lookups through the system resolver. Both run off the UI thread
 // and may take as long as the resolver does. `done` runs on the thread of `context`,

@@ -1,13 +1,11 @@
 #include "Controls.h"
 
+#include "NameLookup.h"
 #include "OffThread.h"
 
 #include <QHostAddress>
 #include <QNetworkProxy>
 #include <QUrl>
-
-#include <netdb.h>
-#include <sys/socket.h>
 
 namespace {
 
@@ -29,23 +27,6 @@ bool canBeHost(const QString& host)
             return false;
     }
     return true;
-}
-
-QList<QHostAddress> addressesOf(const QByteArray& name)
-{
-    addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* list = nullptr;
-    QList<QHostAddress> addresses;
-    if (::getaddrinfo(name.constData(), nullptr, &hints, &list) == 0) {
-        for (const addrinfo* a = list; a; a = a->ai_next) {
-            if (a->ai_family == AF_INET || a->ai_family == AF_INET6)
-                addresses << QHostAddress(a->ai_addr);
-        }
-        ::freeaddrinfo(list);
-    }
-    return addresses;
 }
 
 constexpr qint64 kReadBufferBytes = 1 << 20;
@@ -100,7 +81,7 @@ void QtTcpControl::Connect()
     }
     m_state = kResolvingHost;
     runOffThread<QList<QHostAddress>>(
-        this, [name = m_host.toUtf8()] { return addressesOf(name); },
+        this, [name = QUrl::toAce(m_host)] { return systemAddressesOf(name); },
         [this, attempt = m_attempt](const QList<QHostAddress>& addresses) {
             if (attempt != m_attempt)   // closed, or connecting elsewhere, meanwhile
                 return;

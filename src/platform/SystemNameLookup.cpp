@@ -3,35 +3,43 @@
 #include "OffThread.h"
 #include "SocketsLayer.h"
 
-#include <arpa/inet.h>
 #include <netdb.h>
 #include <sys/socket.h>
 
-#include <cstring>
+QList<QHostAddress> systemAddressesOf(const QByteArray& host, bool writtenOut)
+{
+    QList<QHostAddress> addresses;
+    if (host.contains('\0'))   // glibc would read a shorter name than the one typed
+        return addresses;
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;   // one entry per address
+    hints.ai_flags = writtenOut ? AI_NUMERICHOST : 0;
+    addrinfo* list = nullptr;
+    if (::getaddrinfo(host.constData(), nullptr, &hints, &list) != 0)
+        return addresses;
+    // A link-local IPv6 address keeps its interface ("fe80::1%eth0"): without it no probe goes out.
+    for (const addrinfo* a = list; a; a = a->ai_next) {
+        if (a->ai_family == AF_INET || a->ai_family == AF_INET6) {
+            if (const QHostAddress address = sockets_layer::hostAddress(a->ai_addr, a->ai_addrlen); !address.isNull())
+                addresses << address;
+        }
+    }
+    ::freeaddrinfo(list);
+    return addresses;
+}
 
 void SystemNameLookup::addressOf(const QString& host, QObject* context,
                                  std::function<void(std::optional<QHostAddress>)> done)
 {
     const auto work = [name = host.toUtf8()]() -> std::optional<QHostAddress> {
-        if (name.contains('\0'))
-            return std::nullopt;
-        addrinfo hints{};
-        hints.ai_family = AF_UNSPEC;
-        hints.ai_socktype = SOCK_RAW;
-        addrinfo* list = nullptr;
-        std::optional<QHostAddress> v4, v6;
-        if (::getaddrinfo(name.constData(), nullptr, &hints, &list) == 0) {
-            for (const addrinfo* a = list; a; a = a->ai_next) {
-                // A link-local IPv6 address keeps its interface ("fe80::1%eth0").
-                if (a->ai_family == AF_INET && !v4 && a->ai_addrlen >= sizeof(sockaddr_in))
-                    v4 = sockets_layer::hostAddress(a->ai_addr, a->ai_addrlen);
-                else if (a->ai_family == AF_INET6 && !v6 && a->ai_addrlen >= sizeof(sockaddr_in6))
-                    v6 = sockets_layer::hostAddress(a->ai_addr, a->ai_addrlen);
-            }
-            ::freeaddrinfo(list);
-        }
+        const QList<QHostAddress> addresses = systemAddressesOf(name);
         // A name with both keeps to IPv4, as it always has.
-        return v4 ? v4 : v6;
+        for (const QHostAddress& a : addresses) {
+            if (a.protocol() == QAbstractSocket::IPv4Protocol)
+                return a;
+        }
+        return addresses.isEmpty() ? std::nullopt : std::optional(addresses.first());
     };
     runOffThread<std::optional<QHostAddress>>(context, work, std::move(done), std::nullopt);
 }

@@ -1,16 +1,20 @@
 #include "Resolver.h"
 
+#include "HostEntPack.h"
+#include "NameLookup.h"
 #include "OffThread.h"
 #include "SocketsLayer.h"
-#include "platform/SocketsLayer.h"
-#include "platform/HostEntPack.h"
 
+#include <QUrl>
+#include <QtEndian>
 
 #include <netdb.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -18,9 +22,23 @@ namespace {
 // glibc's scratch space for one entry grows up to this; beyond it no entry fits the buffer anyway.
 constexpr size_t kMaxScratch = 1 << 20;
 
+// A check's answer serves the lookup that follows it, even when the user first reads the message.
+constexpr qint64 kCheckKeptMs = 60000;
+
 quint16 saturated16(quint32 n)
 {
     return quint16(qMin<quint32>(n, 0xFFFF));
+}
+
+// Names reach glibc in their ASCII form only; anything else (spaces, line breaks, a NUL, labels
+// too long) is no host name, and no name server is asked about it.
+bool isHostName(const QByteArray& name)
+{
+    if (name.isEmpty())
+        return true;   // glibc's own answer
+    if (std::any_of(name.begin(), name.end(), [](char c) { return c == '\0' || uchar(c) > 0x7F; }))
+        return false;
+    return !QUrl::toAce(QString::fromLatin1(name)).isEmpty();
 }
 
 } // namespace
@@ -33,21 +51,41 @@ SystemResolver::SystemResolver()
 // Lookups still running deliver nothing once the receiver has gone.
 SystemResolver::~SystemResolver() = default;
 
-void SystemResolver::checkHost(const QByteArray& host, QObject* context, std::function<void(bool found)> done)
+void SystemResolver::checkHost(const QByteArray& host, QObject* context, std::function<void(const HostCheck&)> done)
 {
-    const auto work = [host] {
-        if (host.contains('\0'))   // glibc would read a shorter name than the one typed
-            return false;
-        addrinfo hints{};
-        hints.ai_family = AF_UNSPEC;
-        hints.ai_socktype = SOCK_STREAM;
-        addrinfo* result = nullptr;
-        const int status = ::getaddrinfo(host.constData(), nullptr, &hints, &result);
-        if (result)
-            ::freeaddrinfo(result);
-        return status == 0;
+    struct Result {
+        HostCheck check;
+        std::optional<Found> byName;
     };
-    runOffThread<bool>(context, work, std::move(done), false);
+    const auto work = [host] {
+        Result result;
+        if (const QList<QHostAddress> written = systemAddressesOf(host, true); !written.isEmpty()) {
+            result.check = {true, written.first()};
+            return result;
+        }
+        const Found found = lookUp({false, host, 0});
+        result.check.found = found.error == 0 || found.tooBig;
+        if (!found.entry.addresses.isEmpty()) {
+            const QByteArray& first = found.entry.addresses.first();
+            result.check.address = first.size() == 16
+                ? QHostAddress(reinterpret_cast<const quint8*>(first.constData()))
+                : QHostAddress(qFromBigEndian<quint32>(first.constData()));
+        }
+        result.byName = found;
+        return result;
+    };
+    // Kept here before the caller hears of it, so the caller's lookup that follows finds it.
+    const auto keep = [this, host, context = QPointer(context), done = std::move(done)](const Result& result) {
+        if (result.byName) {
+            m_checked.removeIf([](const auto& kept) { return kept.value().age.hasExpired(kCheckKeptMs); });
+            Checked& kept = m_checked[host];
+            kept.found = *result.byName;
+            kept.age.start();
+        }
+        if (context)
+            done(result.check);
+    };
+    runOffThread<Result>(m_receiver.get(), work, keep, Result{});
 }
 
 int SystemResolver::WSAStartup(quint16 versionRequested, WSADATA& data)
@@ -84,10 +122,22 @@ qint32 SystemResolver::start(QObject* hWnd, quint32 wMsg, Query query, char* buf
     const qint32 handle = m_lastHandle;
     m_pending.insert(handle, {hWnd, wMsg, buf, buflen});
 
+    if (!query.byAddress) {
+        if (const auto kept = m_checked.find(query.text); kept != m_checked.end()) {
+            const bool fresh = !kept->age.hasExpired(kCheckKeptMs);
+            const Answer answer = pack(kept->found, buflen);
+            m_checked.erase(kept);
+            if (fresh) {
+                QMetaObject::invokeMethod(m_receiver.get(), [this, handle, answer] { finish(handle, answer); },
+                                          Qt::QueuedConnection);
+                return handle;
+            }
+        }
+    }
     Answer unavailable;   // no thread for the lookup: the resolver could not take it now
     unavailable.error = WSATRY_AGAIN;
     runOffThread<Answer>(
-        m_receiver.get(), [query = std::move(query), buflen] { return lookUp(query, buflen); },
+        m_receiver.get(), [query = std::move(query), buflen] { return pack(lookUp(query), buflen); },
         [this, handle](const Answer& answer) { finish(handle, answer); }, unavailable);
     return handle;
 }
@@ -99,14 +149,12 @@ void SystemResolver::finish(qint32 handle, const Answer& answer)
                    answer.length);
 }
 
-SystemResolver::Answer SystemResolver::lookUp(const Query& query, int buflen)
+SystemResolver::Found SystemResolver::lookUp(const Query& query)
 {
-    Answer answer;
-    answer.entry = QByteArray(buflen, '\0');
-    // glibc would read a name with a NUL in it as a shorter one.
-    if (!query.byAddress && query.text.contains('\0')) {
-        answer.error = WSAHOST_NOT_FOUND;
-        return answer;
+    Found found;
+    if (!query.byAddress && !isHostName(query.text)) {
+        found.error = WSAHOST_NOT_FOUND;
+        return found;
     }
 
     std::vector<char> scratch(4096);
@@ -139,16 +187,26 @@ SystemResolver::Answer SystemResolver::lookUp(const Query& query, int buflen)
     if (fits && !result && !query.byAddress && (hErrno == HOST_NOT_FOUND || hErrno == NO_DATA))
         fits = byName(AF_INET6);
     if (!fits) {
-        answer.error = WSAENOBUFS;
-        answer.length = 0xFFFF;
-        return answer;
+        found.error = WSAENOBUFS;
+        found.tooBig = true;
+    } else if (!result) {
+        found.error = lookupErrorFromHErrno(hErrno);
+    } else {
+        found.entry = hostEntryFrom(h);
     }
-    if (!result) {
-        answer.error = lookupErrorFromHErrno(hErrno);
-        return answer;
-    }
+    return found;
+}
 
-    const PackResult packed = packHostEntry(hostEntryFrom(h), std::span<char>(answer.entry.data(), size_t(buflen)));
+SystemResolver::Answer SystemResolver::pack(const Found& found, int buflen)
+{
+    Answer answer;
+    answer.entry = QByteArray(buflen, '\0');
+    if (found.error != 0) {
+        answer.error = found.error;
+        answer.length = found.tooBig ? 0xFFFF : 0;
+        return answer;
+    }
+    const PackResult packed = packHostEntry(found.entry, std::span<char>(answer.entry.data(), size_t(buflen)));
     answer.error = packed.error;
     answer.length = saturated16(packed.length);
     return answer;

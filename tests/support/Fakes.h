@@ -96,7 +96,8 @@ class FakeIcmpControl final : public IcmpControl {
 public:
     using IcmpControl::IcmpControl;
     QString HostAddress() const override { return hostAddress; }
-    void setHostAddress(const QString& host) override { hostAddress = host; }
+    void setHostAddress(const QString& host) override { hostAddress = host, target.clear(); }
+    void setTargetAddress(const QHostAddress& address) override { target = address; }
     qint16 CharsPerPacket() const override { return 32; }
     QString LocalIP() const override { return localIp; }
     QString LocalHostName() const override { return QStringLiteral("alpha"); }
@@ -110,6 +111,7 @@ public:
         return cancel;
     }
     QString hostAddress, localIp = QStringLiteral("198.18.0.5");
+    QHostAddress target;
     int pings = 0, traces = 0;
 };
 
@@ -120,14 +122,16 @@ public:
     using TcpControl::TcpControl;
     qint16 State() const override { return state; }
     void Close() override { ++closes, state = kClosed; }
-    void setRemoteHost(const QString&) override {}
+    void setRemoteHost(const QString& host) override { remoteHost = host; }
     void setRemotePort(qint32 port) override { remotePort = port; }
     void Connect() override { ++connects, state = kConnecting; }
-    void SendData(const QByteArray&) override {}
+    void SendData(const QByteArray& data) override { sent += data; }
     void GetData(QByteArray& data) override { data.clear(); }
     qint16 state = kClosed;
     int closes = 0, connects = 0;
     qint32 remotePort = 0;
+    QString remoteHost;
+    QByteArray sent;
 };
 
 // A timer that ticks only when the test fires it, and then only as the real one would.
@@ -144,20 +148,23 @@ public:
     bool enabled_ = false;
 };
 
-// The system resolver by rule. Host checks: names resolve unless listed in `unknown`, answered
-// at once or, while `holdChecks` is set, when the test calls completeChecks(). The sockets
+// The system resolver by rule. Host checks: names resolve unless listed in `unknown` (an address
+// written out to itself, a name to 198.18.0.99), answered at once or, while `holdChecks` is set,
+// when the test calls completeChecks(). The sockets
 // layer starts unless `startupError` is set. Lookups (handles 4001, 4002, …; 0 with `refuse`)
 // wait for complete(handle), in any order, and answer with the entry for their key (the name
 // or the address as text) in `entries`, else "host not found".
 struct FakeResolver final : Resolver {
     struct Request { qint32 handle; QByteArray key; QPointer<QObject> hWnd; quint32 wMsg; char* buf; int buflen; };
 
-    void checkHost(const QByteArray& host, QObject* context, std::function<void(bool)> done) override
+    void checkHost(const QByteArray& host, QObject* context, std::function<void(const HostCheck&)> done) override
     {
         checked << host;
-        held.push_back([context = QPointer(context), done, found = !unknown.contains(host)] {
+        const QHostAddress written(QString::fromUtf8(host));
+        const HostCheck answer{!unknown.contains(host), written.isNull() ? QHostAddress(0xC6120063) : written};
+        held.push_back([context = QPointer(context), done, answer] {
             if (context)
-                done(found);
+                done(answer.found ? answer : HostCheck{});
         });
         if (!holdChecks)
             completeChecks();
