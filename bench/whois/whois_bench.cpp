@@ -1,8 +1,10 @@
 // Whois answers of awkward sizes and shapes, queried from the real window: the time from the
 // server's end to the answer painted in the result box, the peak memory above idle, the longest
 // gap of a 5 ms timer on the UI thread, and the memory left once the next query empties the box.
-//   whois_bench          the window; it starts its server as a child (this binary, "serve")
-//   whois_bench serve    answers on 127.0.0.1 by the query: the answer's kind
+//   whois_bench               the window; it starts its server as a child (this binary, "serve"),
+//                             on WHOIS_BENCH_SERVER (127.0.0.1) in WHOIS_BENCH_SERVER_NS if set
+//   whois_bench serve ADDR    answers on ADDR by the query: the answer's kind
+// Beside each answer, the Debian whois client asks the same server the same query.
 // The server is a process of its own so its buffers do not count in the window's memory.
 #include "app/Form1.h"
 #include "app/MultiLineTextBox.h"
@@ -17,7 +19,9 @@
 #include <QTimer>
 
 #include <arpa/inet.h>
+#include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -87,12 +91,13 @@ bool sendAll(int fd, const char* data, qsizetype size)
 }
 
 // One connection after another: read the query line, send its answer, close, report the moment.
-int serve()
+int serve(const char* bindTo)
 {
     const int listener = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (inet_pton(AF_INET, bindTo, &address.sin_addr) != 1)
+        return 1;
     socklen_t length = sizeof address;
     if (bind(listener, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(listener, 4) != 0
         || getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) != 0)
@@ -139,7 +144,8 @@ struct Server {
     FILE* out = nullptr;
     int port = 0;
 
-    bool start(const char* self)
+    // In the namespace WHOIS_BENCH_SERVER_NS when set, else here; on `address`.
+    bool start(const char* self, const char* address)
     {
         int pipeFds[2];
         if (pipe(pipeFds) != 0)
@@ -148,7 +154,10 @@ struct Server {
         if (pid == 0) {
             dup2(pipeFds[1], STDOUT_FILENO);
             close(pipeFds[0]);
-            execl(self, self, "serve", nullptr);
+            if (const char* ns = std::getenv("WHOIS_BENCH_SERVER_NS"))
+                execl("/usr/bin/ip", "ip", "netns", "exec", ns, self, "serve", address, nullptr);
+            else
+                execl(self, self, "serve", address, nullptr);
             _exit(127);
         }
         close(pipeFds[1]);
@@ -197,19 +206,21 @@ public:
 
     struct Query {
         qint64 rssAfterClickKb;   // the box emptied of the previous answer
+        Clock::time_point clicked;
         Clock::time_point painted;
         double longestGapMs;
     };
     // Types the kind into the domain box and presses Do Query; returns once the answer is painted.
-    Query query(const char* kind, int port)
+    Query query(const char* kind, const QString& server, int port)
     {
         m_form.findChild<QLineEdit*>(QStringLiteral("Text1"))->setText(QString::fromLatin1(kind));
-        m_form.findChild<QLineEdit*>(QStringLiteral("Text2"))->setText(QStringLiteral("127.0.0.1"));
+        m_form.findChild<QLineEdit*>(QStringLiteral("Text2"))->setText(server);
         m_form.findChild<QLineEdit*>(QStringLiteral("Text3"))->setText(QString::number(port));
         m_lastTick = Clock::now();
         m_longestGap = {};
+        const auto clicked = Clock::now();
         m_form.findChild<QPushButton*>(QStringLiteral("Command1"))->click();
-        Query q{statusKb("VmRSS:"), {}, 0};
+        Query q{statusKb("VmRSS:"), clicked, {}, 0};
         m_waiting = true;
         while (m_waiting)
             QApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -235,6 +246,23 @@ double ms(Clock::duration d)
     return std::chrono::duration<double, std::milli>(d).count();
 }
 
+// The Debian whois client asked the same, its output read whole: start to exit, in ms; -1 without it.
+double clientMs(const char* kind, const char* server, int port)
+{
+    static const bool present = access("/usr/bin/whois", X_OK) == 0;
+    if (!present)
+        return -1;
+    const auto start = Clock::now();
+    const std::string command = std::string("/usr/bin/whois -h ") + server + " -p " + std::to_string(port) + ' ' + kind;
+    FILE* out = popen(command.c_str(), "r");
+    char buffer[1 << 16];
+    while (out && std::fread(buffer, 1, sizeof buffer, out) > 0) {
+    }
+    if (out)
+        pclose(out);
+    return ms(Clock::now() - start);
+}
+
 const char* verdict(bool met)
 {
     return met ? "met" : "MISSED";
@@ -242,29 +270,39 @@ const char* verdict(bool met)
 
 int measure(const char* self)
 {
+    const char* address = std::getenv("WHOIS_BENCH_SERVER") ? std::getenv("WHOIS_BENCH_SERVER") : "127.0.0.1";
+    const QString serverName = QString::fromLatin1(address);
     Server server;
-    if (!server.start(self)) {
+    if (!server.start(self, address)) {
         std::fprintf(stderr, "whois bench: the server did not start\n");
         return 1;
     }
     Window window;
-    window.query("warm-up", server.port);
+    window.query("warm-up", serverName, server.port);
     server.lastEnd();
-    std::printf("Each answer 3 times in a row; end->paint: the server's close (the window's cut for the endless\n"
-                "stream) to the answer painted, median and max; peak: above the idle window; left: memory above\n"
-                "idle once the next query has emptied the box. Targets: peak <= 6x the answer, gap < 150 ms.\n");
-    std::printf("%-24s %10s %10s %8s %6s %9s   %-22s %s\n", "answer", "end->paint", "max", "peak", "x size",
-                "max gap", "left (MB)", "peak, gap");
+    std::printf("Server %s. Each answer 3 times in a row; click->paint: the click to the answer painted, median,\n"
+                "beside the Debian whois client's start to exit (its output read whole), median, and their ratio;\n"
+                "end->paint: the server's close (the window's cut for the endless stream) to the answer painted,\n"
+                "median and max; peak: above the idle window; max gap: the longest stall of the UI thread; left:\n"
+                "memory above idle once the next query has emptied the box. Targets: click->paint <= 1.0x the\n"
+                "client, peak <= 6x the answer, gap < 150 ms.\n", address);
+    std::printf("%-24s %11s %9s %6s %10s %10s %8s %6s %9s   %-22s %s\n", "answer", "click->paint", "whois", "ratio",
+                "end->paint", "max", "peak", "x size", "max gap", "left (MB)", "peak, gap");
     for (const Kind& kind : kKinds) {
         const qint64 idleKb = statusKb("VmRSS:");
-        std::vector<double> times, gaps, peaks;
+        std::vector<double> times, gaps, peaks, clicks, client;
         std::vector<qint64> leftKb;
         for (int i = 0; i < 3; ++i) {
             // Count the peak afresh from here.
             std::ofstream("/proc/self/clear_refs") << "5";
-            const Window::Query q = window.query(kind.query, server.port);
+            const Window::Query q = window.query(kind.query, serverName, server.port);
             peaks.push_back((statusKb("VmHWM:") - idleKb) / 1024.0);
             times.push_back(ms(q.painted - server.lastEnd()));
+            clicks.push_back(ms(q.painted - q.clicked));
+            if (std::strcmp(kind.query, "endless") != 0) {   // the client would read all 40 rounds
+                client.push_back(clientMs(kind.query, address, server.port));
+                server.lastEnd();
+            }
             gaps.push_back(q.longestGapMs);
             if (i > 0)
                 leftKb.push_back(q.rssAfterClickKb - idleKb);
@@ -274,14 +312,17 @@ int measure(const char* self)
                 return 1;
             }
         }
-        leftKb.push_back(window.query("none", server.port).rssAfterClickKb - idleKb);
+        leftKb.push_back(window.query("none", serverName, server.port).rssAfterClickKb - idleKb);
         server.lastEnd();
         std::sort(times.begin(), times.end());
+        std::sort(clicks.begin(), clicks.end());
+        std::sort(client.begin(), client.end());
+        const double clientMedian = client.empty() ? -1 : client[client.size() / 2];
         const double peak = *std::max_element(peaks.begin(), peaks.end());
         const double ratio = peak / (double(kind.bytes) / kMiB);
         const double gap = *std::max_element(gaps.begin(), gaps.end());
-        std::printf("%-24s %7.1f ms %7.1f ms %5.1f MB %5.1fx %6.1f ms   %+5.1f %+5.1f %+5.1f      %s, %s\n", kind.label,
-                    times[1], times[2], peak, ratio, gap, leftKb[0] / 1024.0, leftKb[1] / 1024.0, leftKb[2] / 1024.0,
+        std::printf("%-24s %8.1f ms %6.1f ms %5.2fx %7.1f ms %7.1f ms %5.1f MB %5.1fx %6.1f ms   %+5.1f %+5.1f %+5.1f      %s, %s\n",
+                    kind.label, clicks[1], clientMedian, clientMedian > 0 ? clicks[1] / clientMedian : 0.0, times[1], times[2], peak, ratio, gap, leftKb[0] / 1024.0, leftKb[1] / 1024.0, leftKb[2] / 1024.0,
                     verdict(ratio <= 6), verdict(gap < 150));
         if (std::strcmp(kind.query, "line1m") == 0)
             std::printf("  shown within 1 s of the close: %s\n", verdict(times[2] <= 1000));
@@ -296,9 +337,10 @@ int measure(const char* self)
 
 int main(int argc, char** argv)
 {
-    if (argc > 1 && std::strcmp(argv[1], "serve") == 0)
-        return serve();
+    if (argc > 2 && std::strcmp(argv[1], "serve") == 0)
+        return serve(argv[2]);
     mapLargeBuffersApart();   // as the program's main does
     QApplication app(argc, argv);
-    return measure("/proc/self/exe");
+    char self[4096] = {};   // the binary's own path, also for `ip netns exec`, where /proc/self is ip
+    return realpath("/proc/self/exe", self) ? measure(self) : 1;
 }

@@ -2,6 +2,7 @@
 
 #include "DisplayText.h"
 #include "platform/Memory.h"
+#include "whois/Whois.h"
 
 #include <QAccessible>
 #include <QMimeData>
@@ -20,11 +21,6 @@ constexpr qsizetype kSlice = 128 * 1024;
 constexpr int kContinuation = 1;
 // A line is cut for layout after this many rows of the box.
 constexpr int kRowsPerCut = 64;
-
-bool isContinuationByte(char c)
-{
-    return (quint8(c) & 0xC0) == 0x80;
-}
 
 } // namespace
 
@@ -95,9 +91,8 @@ void MultiLineTextBox::displaySlice()
     if (!m_encoded.isNull()) {
         qsizetype end = std::min(m_encoded.size(), b.at + kSlice);
         // Slices end between UTF-8 sequences, so each decodes on its own.
-        while (m_encoding == QStringConverter::Utf8 && end < m_encoded.size() && end > b.at
-               && isContinuationByte(m_encoded.at(end)))
-            --end;
+        if (m_encoding == QStringConverter::Utf8 && whois::utf8Boundary(m_encoded, end) > b.at)
+            end = whois::utf8Boundary(m_encoded, end);
         QStringDecoder decoder(m_encoding, QStringDecoder::Flag::Stateless
                                                | (b.at == 0 ? QStringDecoder::Flag::ConvertInitialBom
                                                             : QStringDecoder::Flag::Stateless));

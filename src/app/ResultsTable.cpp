@@ -1,5 +1,6 @@
 #include "ResultsTable.h"
 
+#include "AccessibleCells.h"
 #include "ControlTable.h"
 
 #include <QHeaderView>
@@ -17,6 +18,7 @@ ResultsTable::ResultsTable(QWidget* parent)
     header()->setSectionsMovable(false);
     // An IPv6 address is wider than its column: its middle gives way, and its tooltip has it whole.
     setTextElideMode(Qt::ElideMiddle);
+    releaseAccessibleCellsOnChange(this);
 }
 
 void ResultsTable::addColumns(std::span<const ColumnSpec> columns)

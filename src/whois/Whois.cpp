@@ -4,8 +4,6 @@
 #include <QStringDecoder>
 
 #include <algorithm>
-#include <cstring>
-#include <vector>
 
 namespace whois {
 
@@ -27,44 +25,35 @@ void WI_AddCR(QByteArray& text)
     }
 }
 
-QStringConverter::Encoding answerEncoding(QByteArrayView bytes)
+qsizetype utf8Boundary(QByteArrayView bytes, qsizetype at)
 {
-    // Decoded a slice at a time into one small buffer, between sequences, so no copy of the
-    // whole answer is made.
-    constexpr qsizetype kSlice = 1 << 20;
-    const auto isContinuation = [&](qsizetype i) { return (quint8(bytes[i]) & 0xC0) == 0x80; };
-    std::vector<QChar> scratch(size_t(std::min(bytes.size(), kSlice)));
-    for (qsizetype at = 0; at < bytes.size();) {
-        qsizetype end = std::min(bytes.size(), at + kSlice);
-        for (int back = 0; back < 3 && end < bytes.size() && isContinuation(end); ++back)
-            --end;
-        // Stateless: a sequence cut short at the end counts as invalid, not as pending.
-        QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-        utf8.appendToBuffer(scratch.data(), bytes.sliced(at, end - at));
-        if (utf8.hasError())
-            return QStringConverter::Latin1;
-        at = end;
+    // The sequence that may straddle `at` starts at the last lead byte among the 3 before it.
+    for (qsizetype start = at - 1; start >= 0 && start >= at - 3; --start) {
+        const quint8 b = quint8(bytes[start]);
+        if ((b & 0xC0) == 0x80)
+            continue;
+        const qsizetype length = b >= 0xF0 ? 4 : b >= 0xE0 ? 3 : b >= 0xC0 ? 2 : 1;
+        return start + length > at ? start : at;
     }
-    return QStringConverter::Utf8;
+    return at;
 }
 
-QString answerText(QByteArrayView bytes)
+QStringConverter::Encoding answerEncoding(QByteArrayView bytes)
 {
-    QStringDecoder decoder(answerEncoding(bytes),
-                           QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
-    return decoder.decode(bytes);
+    return bytes.isValidUtf8() ? QStringConverter::Utf8 : QStringConverter::Latin1;
+}
+
+QString answerText(QByteArrayView bytes, bool cut)
+{
+    // A byte-order mark is the answer's first character, not a hint to drop.
+    QStringDecoder decoder(answerEncoding(bytes), QStringDecoder::Flag::ConvertInitialBom);
+    QString text = decoder.decode(bytes);
+    return cut ? text + answerCutNote() : text;
 }
 
 qsizetype answerCut(QByteArrayView bytes, qsizetype cap)
 {
-    if (bytes.size() <= cap)
-        return bytes.size();
-    const auto isContinuation = [&](qsizetype i) { return (quint8(bytes[i]) & 0xC0) == 0x80; };
-    // The first byte left out continues a sequence: find where that sequence starts.
-    qsizetype start = cap;
-    while (start > 0 && cap - start < 3 && isContinuation(start))
-        --start;
-    return start < cap && quint8(bytes[start]) >= 0xC0 ? start : cap;
+    return bytes.size() <= cap ? bytes.size() : utf8Boundary(bytes, cap);
 }
 
 QString answerCutNote()

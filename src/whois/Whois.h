@@ -19,11 +19,17 @@ inline constexpr qsizetype kAnswerCap = qsizetype(32) * 1024 * 1024;
 // In place, in one pass over the text.
 void WI_AddCR(QByteArray& text);
 
-// How the answer's bytes read as text: UTF-8 where all of them are valid UTF-8 (a
-// byte-order mark is kept as a character), otherwise one character per byte (Latin-1),
-// so no byte is lost.
+// Where `bytes` may be cut at or just before `at` without splitting a UTF-8 sequence: `at`, or the
+// start of a sequence that the bytes before `at` begin but do not finish. Only bytes before `at`
+// are read, so it also tells where the complete part of a stream ends.
+qsizetype utf8Boundary(QByteArrayView bytes, qsizetype at);
+
+// How the answer's bytes read as text: UTF-8 where all of them are valid UTF-8 (a byte-order
+// mark is kept as a character), otherwise one character per byte (Latin-1), so no byte is lost.
+// Told without decoding them: the box decodes them once, as it shows them.
 QStringConverter::Encoding answerEncoding(QByteArrayView bytes);
-QString answerText(QByteArrayView bytes);
+// The answer as shown, whole; then, when it was cut at the cap, the note that says so.
+QString answerText(QByteArrayView bytes, bool cut = false);
 
 // How many of `bytes` to keep under `cap`: at most `cap`, and a UTF-8 sequence that
 // the cap would split is left out whole, so a cut UTF-8 answer stays UTF-8.

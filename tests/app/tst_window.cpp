@@ -1,11 +1,14 @@
 // The main window as a user meets it: its pages, the keyboard, start-up and shut-down, and the
 // steps every tool shares. What a screen reader reads of it, tests/a11y/a11y_bus.py reads.
 #include "FormHarness.h"
+#include "app/AccessibleCells.h"
 #include "app/Label.h"
 #include "app/MultiLineTextBox.h"
+#include "app/ResultsTable.h"
 #include "app/SlashCut.h"
 #include "icmp/AxIcmp.h"
 
+#include <QAccessible>
 #include <QSignalSpy>
 #include <QTabBar>
 #include <QTabWidget>
@@ -208,6 +211,38 @@ private slots:
             QCOMPARE(h.tcp->closes, state ? 1 : 0);
             QVERIFY(!h.form->shared().ContextHelp && h.messageBox.shown.size() == messages);
         }
+    }
+
+    // Catches the accessible cells of rows that are gone kept for ever: a screen reader reading a
+    // table that is rewritten (each ping, each trace, a monitor every second) made the program grow.
+    void accessibleCellsReleased_data()
+    {
+        QTest::addColumn<bool>("cleared");   // the table emptied at once, or its rows taken one by one
+        QTest::newRow("emptied") << true;
+        QTest::newRow("rows taken") << false;
+    }
+    void accessibleCellsReleased()
+    {
+        QFETCH(bool, cleared);
+        QAccessible::setActive(true);
+        ResultsTable table(nullptr);
+        table.setColumnCount(6);
+        table.show();
+        QAccessibleInterface* reader = QAccessible::queryAccessibleInterface(&table);
+        for (int round = 0; round < 40; ++round) {
+            while (!cleared && table.topLevelItemCount())
+                delete table.takeTopLevelItem(0);
+            if (cleared)
+                table.clear();
+            for (int row = 0; row < 5; ++row)
+                table.addRow(QStringLiteral("--"), {QStringLiteral("127.0.0.1"), {}, QStringLiteral("0.1 ms")});
+            QCoreApplication::processEvents();
+            for (int i = 0; i < reader->childCount(); ++i)   // the reader reads every cell and header
+                QVERIFY(!reader->child(i)->text(QAccessible::Name).isNull() || i >= 6);
+        }
+        QVERIFY(accessibleCellCount(&table) >= reader->childCount());
+        QVERIFY2(accessibleCellCount(&table) <= 3 * reader->childCount(), qPrintable(QString::number(accessibleCellCount(&table))));
+        QAccessible::setActive(false);
     }
 };
 

@@ -124,6 +124,10 @@ private slots:
                                                          {"ab\xf0\x9f\x8c\x8d", 5, 2}, {"a\xa9\xa9\xa9\xa9\xa9", 4, 4}};
         for (const auto& [bytes, cap, kept] : cuts)
             QCOMPARE(whois::answerCut(bytes, cap), qsizetype(kept));
+        // Where the complete part of a stream ends: before a letter it has not finished.
+        const std::tuple<QByteArray, int> ends[] = {{"ab\xc3", 2}, {"ab\xc3\xbc", 4}, {"\xe2\x82", 0}, {"\xa9\xa9", 2}};
+        for (const auto& [bytes, end] : ends)
+            QCOMPARE(whois::utf8Boundary(bytes, bytes.size()), qsizetype(end));
         // Any bytes at all: random runs of line ends, UTF-8 letters and Latin-1 bytes.
         QRandomGenerator random(5);
         const QByteArray pieces[] = {"\n", "\r", "a", "\xc3\xbc", "\xf0\x9f\x8c\x8d", "\xfc", "\xc3"};
