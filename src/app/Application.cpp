@@ -11,6 +11,36 @@
 
 #include <cstdio>
 
+namespace {
+
+bool isSet(const char* variable)
+{
+    return !qEnvironmentVariableIsEmpty(variable);
+}
+
+// Whether a window can be shown at all. Without a display Qt's platform plugin would abort the
+// program; a platform named on the command line or in QT_QPA_PLATFORM (offscreen for tests, a
+// VNC or framebuffer one) needs none, unless it is the X or Wayland one.
+bool hasGraphicalSession(const QStringList& arguments)
+{
+    for (const QString& argument : arguments) {
+        if (argument == QLatin1String("-platform") || argument.startsWith(QLatin1String("-platform=")))
+            return true;
+    }
+    const QString platforms = qEnvironmentVariable("QT_QPA_PLATFORM");
+    if (platforms.isEmpty())
+        return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY");
+    for (const QString& platform : platforms.split(u';', Qt::SkipEmptyParts)) {
+        const QString name = platform.section(u':', 0, 0);
+        if (name == QLatin1String("xcb") ? isSet("DISPLAY")
+                                         : !name.startsWith(QLatin1String("wayland")) || isSet("WAYLAND_DISPLAY"))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
 int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onCreated)
 {
     // Answered before the application object exists: --help works where no display does.
@@ -30,6 +60,11 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
         return 2;
     case CommandLine::Action::OpenWindow:
         break;
+    }
+    if (!hasGraphicalSession(arguments)) {
+        std::fputs("pathlark: no graphical session (DISPLAY and WAYLAND_DISPLAY are not set); "
+                   "without one, use 'pathlark --report HOST'\n", stderr);
+        return 1;
     }
 
     QApplication app(argc, argv);
