@@ -41,6 +41,16 @@ bool hasGraphicalSession(const QStringList& arguments)
 
 } // namespace
 
+void keepDefaultFontSans()
+{
+    QFont font = QApplication::font();
+    if (!QFontInfo(font).fixedPitch())
+        return;
+    font.setFamily(QStringLiteral("Arial"));
+    font.setStyleHint(QFont::SansSerif);
+    QApplication::setFont(font);
+}
+
 int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onCreated)
 {
     // Answered before the application object exists: --help works where no display does.
@@ -72,6 +82,7 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
     QApplication::setApplicationVersion(QStringLiteral(PATHLARK_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("pathlark"));
     QApplication::setWindowIcon(appIcon());
+    keepDefaultFontSans();
 
     RealPlatform platform;
     Form1 form(platform.platform());

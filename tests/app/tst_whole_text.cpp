@@ -1,6 +1,7 @@
 // Texts from outside, and texts too long for their place, as the window shows them: the
 // results table, the status lines and the read-only boxes.
 #include "FormHarness.h"
+#include "app/Application.h"
 #include "app/Label.h"
 #include "app/ReadOnlyBox.h"
 #include "app/ResultsTable.h"
@@ -151,6 +152,23 @@ private slots:
             QCOMPARE(status.family(), button.family());
             QVERIFY(!status.fixedPitch());
         }
+    }
+
+    // Fault caught: tooltips, menus and message boxes in a monospace face where the desktop's
+    // default font is one (a bare system matches "Sans Serif" with Liberation Mono); a desktop's
+    // own sans face replaced.
+    void defaultFace()
+    {
+        const QFont desktop = QApplication::font();
+        for (const char* family : {"Liberation Mono", "DejaVu Sans"}) {
+            QApplication::setFont(QFont(QString::fromLatin1(family), 9));
+            keepDefaultFontSans();
+            const QFontInfo now(QApplication::font());
+            QVERIFY(!now.fixedPitch());
+            QCOMPARE(now.family() == QLatin1String(family), !QFontInfo(QFont(family)).fixedPitch());
+            QCOMPARE(now.pointSize(), 9);
+        }
+        QApplication::setFont(desktop);
     }
 };
 
