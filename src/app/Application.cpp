@@ -9,34 +9,18 @@
 #include <QApplication>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
 
-bool isSet(const char* variable)
-{
-    return !qEnvironmentVariableIsEmpty(variable);
-}
-
-// Whether a window can be shown at all. Without a display Qt's platform plugin would abort the
-// program; a platform named on the command line or in QT_QPA_PLATFORM (offscreen for tests, a
-// VNC or framebuffer one) needs none, unless it is the X or Wayland one.
+// Whether a window can be shown: without a display Qt's platform plugin would abort the program.
+// A platform named on the command line or in QT_QPA_PLATFORM (offscreen for tests) is Qt's to try.
 bool hasGraphicalSession(const QStringList& arguments)
 {
-    for (const QString& argument : arguments) {
-        if (argument == QLatin1String("-platform") || argument.startsWith(QLatin1String("-platform=")))
-            return true;
-    }
-    const QString platforms = qEnvironmentVariable("QT_QPA_PLATFORM");
-    if (platforms.isEmpty())
-        return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY");
-    for (const QString& platform : platforms.split(u';', Qt::SkipEmptyParts)) {
-        const QString name = platform.section(u':', 0, 0);
-        if (name == QLatin1String("xcb") ? isSet("DISPLAY")
-                                         : !name.startsWith(QLatin1String("wayland")) || isSet("WAYLAND_DISPLAY"))
-            return true;
-    }
-    return false;
+    const auto named = [](const QString& argument) { return argument.startsWith(QLatin1String("-platform")); };
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || std::ranges::any_of(arguments, named);
 }
 
 } // namespace
