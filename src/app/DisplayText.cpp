@@ -29,7 +29,7 @@ QChar DisplayShaper::shown(QChar c)
         return QChar(char16_t(0x2400 + u));   // the control pictures: NUL as ␀, ESC as ␛
     if (u == 0x7f)
         return QChar(char16_t(0x2421));       // ␡
-    if ((u >= 0x80 && u <= 0x9f) || isBidiControl(u) || isInvisibleFormat(u))
+    if ((u >= 0x80 && u <= 0x9f) || isBidiControl(u))
         return kReplacement;
     return c;
 }
@@ -86,7 +86,7 @@ QString oneLineText(QStringView text)
     for (const QChar c : text) {
         if (c == u'\t')
             out += QChar(char16_t(0x2409));   // ␉
-        else if (c == QChar::LineSeparator || c == QChar::ParagraphSeparator)
+        else if (c == QChar::LineSeparator || c == QChar::ParagraphSeparator || isInvisibleFormat(c.unicode()))
             out += kReplacement;
         else
             out += DisplayShaper::shown(c);

@@ -8,8 +8,7 @@
 // - CR LF, a bare LF, a bare CR and runs like CR CR LF each end one line on screen (as do
 //   U+2028 and U+2029);
 // - control characters other than TAB, and the bidirectional controls, become visible
-//   placeholders, as do the zero-width characters, so nothing is hidden, drawn as a box or
-//   reordered;
+//   placeholders, so nothing is hidden, drawn as a box or reordered;
 // - lines are gathered into blocks of a bounded size, and a line longer than `lineCut`
 //   characters is cut into continuation blocks. The widget lays a block out whole, so a
 //   bounded block keeps one long line from costing time that grows with its square.
@@ -39,7 +38,8 @@ private:
 };
 
 // A text from outside as a one-line place (a table cell, a status line, a tooltip) shows it:
-// each character replaced as in the result box, and TAB and the line breaks too.
+// each character replaced as in the result box, and TAB, the line breaks and the zero-width
+// characters too (in a name they only hide a difference from another name).
 QString oneLineText(QStringView text);
 
 // A tooltip that shows `text` whole, as oneLineText() gives it, and never as markup.
