@@ -9,7 +9,31 @@
 #include <QApplication>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
+
+namespace {
+
+// Whether a window can be shown: without a display Qt's platform plugin would abort the program.
+// A platform named on the command line or in QT_QPA_PLATFORM (offscreen for tests) is Qt's to try.
+bool hasGraphicalSession(const QStringList& arguments)
+{
+    const auto named = [](const QString& argument) { return argument.startsWith(QLatin1String("-platform")); };
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || std::ranges::any_of(arguments, named);
+}
+
+} // namespace
+
+void keepDefaultFontSans()
+{
+    QFont font = QApplication::font();
+    if (!QFontInfo(font).fixedPitch())
+        return;
+    font.setFamily(QStringLiteral("Arial"));
+    font.setStyleHint(QFont::SansSerif);
+    QApplication::setFont(font);
+}
 
 int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onCreated)
 {
@@ -31,12 +55,18 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
     case CommandLine::Action::OpenWindow:
         break;
     }
+    if (!hasGraphicalSession(arguments)) {
+        std::fputs("pathlark: no graphical session (DISPLAY and WAYLAND_DISPLAY are not set); "
+                   "without one, use 'pathlark --report HOST'\n", stderr);
+        return 1;
+    }
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(kProgramTitle);
     QApplication::setApplicationVersion(QStringLiteral(PATHLARK_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("pathlark"));
     QApplication::setWindowIcon(appIcon());
+    keepDefaultFontSans();
 
     RealPlatform platform;
     Form1 form(platform.platform());

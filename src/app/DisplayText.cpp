@@ -9,6 +9,12 @@ bool isBidiControl(char16_t c)
     return c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
 }
 
+// Zero-width characters and invisible operators: two names that differ only by one look alike.
+bool isInvisibleFormat(char16_t c)
+{
+    return (c >= 0x200B && c <= 0x200D) || (c >= 0x2060 && c <= 0x2064) || c == 0xFEFF;
+}
+
 } // namespace
 
 DisplayShaper::DisplayShaper(int lineCut)
@@ -71,4 +77,26 @@ void DisplayShaper::shape(QStringView piece, QString& out, std::vector<int>& con
         ++m_lineChars;
         ++m_blockChars;
     }
+}
+
+QString oneLineText(QStringView text)
+{
+    QString out;
+    out.reserve(text.size());
+    for (const QChar c : text) {
+        if (c == u'\t')
+            out += QChar(char16_t(0x2409));   // ␉
+        else if (c == QChar::LineSeparator || c == QChar::ParagraphSeparator || isInvisibleFormat(c.unicode()))
+            out += kReplacement;
+        else
+            out += DisplayShaper::shown(c);
+    }
+    return out;
+}
+
+QString wholeTextTip(QStringView text)
+{
+    // A tooltip takes any text that looks like markup for markup: escaped, it reads as typed.
+    return QStringLiteral("<p style=\"white-space:pre-wrap\">") + oneLineText(text).toHtmlEscaped()
+        + QStringLiteral("</p>");
 }

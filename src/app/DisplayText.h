@@ -36,3 +36,11 @@ private:
     int m_lineChars = 0;
     bool m_inCrRun = false;   // after a CR: more CRs and one LF belong to the same line end
 };
+
+// A text from outside as a one-line place (a table cell, a status line, a tooltip) shows it:
+// each character replaced as in the result box, and TAB, the line breaks and the zero-width
+// characters too (in a name they only hide a difference from another name).
+QString oneLineText(QStringView text);
+
+// A tooltip that shows `text` whole, as oneLineText() gives it, and never as markup.
+QString wholeTextTip(QStringView text);

@@ -33,9 +33,6 @@ Form1::Form1(const Platform& platform, QWidget* parent)
     setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint
                    | Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
     setFixedSize(twipsToPixels(kWindowWidthTwips), twipsToPixels(kWindowHeightTwips));
-    // The status lines use the window's font: the desktop's own, so they read like the rest of it.
-    setFont(QApplication::font());
-
     buildControls();
 
     axICMP1 = m_platform.createIcmpControl(this);

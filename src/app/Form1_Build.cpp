@@ -23,7 +23,8 @@ QFont fontFor(FontChoice choice, const QFont& windowFont)
 {
     switch (choice) {
     case FontChoice::Arial: {
-        QFont f(QStringLiteral("Arial"));
+        QFont f(QStringLiteral("Arial"));   // Liberation Sans where Arial is not installed
+        f.setStyleHint(QFont::SansSerif);
         f.setPointSizeF(kPointSize);
         return f;
     }
@@ -68,6 +69,10 @@ public:
 
 void Form1::buildControls()
 {
+    // The window's own font, which the status lines use, is the Arial of the other controls: the
+    // desktop's default may be any face, and on a system whose only fonts are the package's
+    // it can even be a monospace one.
+    setFont(fontFor(FontChoice::Arial, font()));
     SSTab1 = new QTabWidget(this);
     for (const ControlSpec& control : kControls) {
         if (control.kind == ControlKind::TabControl)

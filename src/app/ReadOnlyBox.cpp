@@ -1,6 +1,11 @@
 #include "ReadOnlyBox.h"
 
+#include "DisplayText.h"
+
 #include <QAccessibleWidget>
+#include <QHelpEvent>
+#include <QStyleOptionFrame>
+#include <QToolTip>
 
 namespace {
 
@@ -75,4 +80,31 @@ ReadOnlyBox::ReadOnlyBox(QWidget* parent)
     QPalette p = palette();
     p.setColor(QPalette::Base, p.color(QPalette::Button));
     setPalette(p);
+    connect(this, &QLineEdit::textChanged, this, [this](const QString& text) {
+        const QString shown = oneLineText(text);
+        if (shown != text)
+            setText(shown);   // changes it once: a shown text is its own oneLineText()
+        setCursorPosition(0);
+    });
+}
+
+bool ReadOnlyBox::isCut() const
+{
+    // The line edit's text area: the style's contents rectangle less its text margins and the
+    // two pixels it keeps on each side.
+    QStyleOptionFrame frame;
+    initStyleOption(&frame);
+    const QRect area = style()->subElementRect(QStyle::SE_LineEditContents, &frame, this).marginsRemoved(textMargins());
+    return fontMetrics().horizontalAdvance(text()) > area.width() - 2 * 2;
+}
+
+bool ReadOnlyBox::event(QEvent* event)
+{
+    if (event->type() != QEvent::ToolTip)
+        return QLineEdit::event(event);
+    if (isCut())
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), wholeTextTip(text()), this);
+    else
+        QToolTip::hideText();
+    return true;
 }

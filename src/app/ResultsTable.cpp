@@ -2,8 +2,63 @@
 
 #include "AccessibleCells.h"
 #include "ControlTable.h"
+#include "DisplayText.h"
 
 #include <QHeaderView>
+#include <QHelpEvent>
+#include <QRegularExpression>
+#include <QStyledItemDelegate>
+#include <QToolTip>
+
+namespace {
+
+// A count, a time or a size, with its unit: cut, it keeps its end, where the digits that
+// matter are; any other text keeps its start, so a sentence still reads as one.
+Qt::TextElideMode elisionFor(const QString& text)
+{
+    static const QRegularExpression number(QStringLiteral("^[<>]?\\d+([.,]\\d+)?( ?[a-z]{1,2})?$"));
+    return number.match(text).hasMatch() ? Qt::ElideLeft : Qt::ElideRight;
+}
+
+// Draws each cell elided at the end that matters, and shows the whole text of a cut cell
+// in its tooltip.
+class CellDelegate final : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override
+    {
+        if (event->type() != QEvent::ToolTip)
+            return QStyledItemDelegate::helpEvent(event, view, option, index);
+        QStyleOptionViewItem cell = option;
+        initStyleOption(&cell, index);
+        if (isCut(cell, view))
+            QToolTip::showText(event->globalPos(), wholeTextTip(cell.text), view->viewport(), option.rect);
+        else
+            QToolTip::hideText();
+        return true;
+    }
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->textElideMode = elisionFor(option->text);
+    }
+
+private:
+    // As the style lays the text out: inside the cell's text rectangle, less its margins.
+    static bool isCut(const QStyleOptionViewItem& cell, const QWidget* view)
+    {
+        const QStyle* style = view->style();
+        const int margin = style->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, view) + 1;
+        const QRect text = style->subElementRect(QStyle::SE_ItemViewItemText, &cell, view);
+        return cell.fontMetrics.horizontalAdvance(cell.text) > text.width() - 2 * margin;
+    }
+};
+
+} // namespace
 
 ResultsTable::ResultsTable(QWidget* parent)
     : QTreeWidget(parent)
@@ -16,8 +71,7 @@ ResultsTable::ResultsTable(QWidget* parent)
     header()->setStretchLastSection(false);
     header()->setMinimumSectionSize(1);   // the narrow "Hop" column is narrower than the style's minimum
     header()->setSectionsMovable(false);
-    // An IPv6 address is wider than its column: its middle gives way, and its tooltip has it whole.
-    setTextElideMode(Qt::ElideMiddle);
+    setItemDelegate(new CellDelegate(this));
     releaseAccessibleCellsOnChange(this);
 }
 
@@ -55,11 +109,9 @@ QString ResultsTable::columnHeader(const QString& key) const
 void ResultsTable::addRow(const QString& text, const QStringList& subItems)
 {
     auto* item = new QTreeWidgetItem(this);   // owned by the table
-    item->setText(0, text);
-    for (int i = 0; i < subItems.size() && i + 1 < columnCount(); ++i) {
-        item->setText(i + 1, subItems[i]);
-        item->setToolTip(i + 1, subItems[i]);
-    }
+    item->setText(0, oneLineText(text));
+    for (int i = 0; i < subItems.size() && i + 1 < columnCount(); ++i)
+        item->setText(i + 1, oneLineText(subItems[i]));
 }
 
 QStringList ResultsTable::row(int index) const
@@ -70,4 +122,10 @@ QStringList ResultsTable::row(int index) const
             cells << item->text(i);
     }
     return cells;
+}
+
+Qt::TextElideMode ResultsTable::elision(int row, int column) const
+{
+    const QTreeWidgetItem* item = topLevelItem(row);
+    return elisionFor(item ? item->text(column) : QString());
 }

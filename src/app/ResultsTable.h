@@ -17,9 +17,12 @@ public:
     void setColumnHeader(const QString& key, const QString& text);
     QString columnHeader(const QString& key) const;
 
-    // Appends a row: `text` in the first column, `subItems` in the columns after it.
+    // Appends a row: `text` in the first column, `subItems` in the columns after it, each as
+    // oneLineText() shows it, which is also what a copy gives.
     void addRow(const QString& text, const QStringList& subItems);
     QStringList row(int index) const;
+    // Which end of a cell gives way when it is too narrow: numbers keep their end, texts their start.
+    Qt::TextElideMode elision(int row, int column) const;
 
 private:
     QStringList m_keys;

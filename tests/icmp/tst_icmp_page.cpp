@@ -44,12 +44,7 @@ private slots:
         emit h.icmp->PingData("198.18.5.2", "target.test", "0.04 ms", "Success", 0, 32, 61);
         emit h.icmp->PingData("198.18.5.2", "", "12.3 ms", "Success", 0, 32, 255);
         emit h.icmp->Error("Request timed out", kTrue16);
-        emit h.icmp->PingData("2001:db8:1234:5678:9abc:def0:1234:5678", "", "1.00 ms", "Success", 0, 32, 64);
         emit h.icmp->SequenceComplete();
-        // An address wider than its column is cut in the middle on screen, whole in its tooltip.
-        QCOMPARE(table->textElideMode(), Qt::ElideMiddle);
-        QCOMPARE(table->topLevelItem(3)->toolTip(1), QStringLiteral("2001:db8:1234:5678:9abc:def0:1234:5678"));
-        delete table->topLevelItem(3);
         QCOMPARE(view(h), (QStringList{"PT- TTL", "--|198.18.5.2|target.test|0.04 ms|32|61",
                                        "--|198.18.5.2||12.3 ms|32|255", "Error|Request timed out||||",
                                        "!|Sequence Complete||||"}));
