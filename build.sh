@@ -3,7 +3,10 @@
 #   bash build.sh run [ARGS...]      install what is missing, build the program, its help and icons,
 #                                    open the window (ARGS go to the program)
 #   bash build.sh test               both test builds, each with -Werror, and every test through CTest:
-#                                    build/ (optimised) and build-asan/ (AddressSanitizer + UBSan)
+#                                    build/ (optimised) and build-asan/ (AddressSanitizer + UBSan);
+#                                    then each libFuzzer target in build-fuzz/ (clang) for 30 s
+#   bash build.sh fuzz [SECONDS]     each libFuzzer target for SECONDS (default 600), one after
+#                                    another; failing inputs kept in build-fuzz/fuzz-out/crashes/
 #   bash build.sh build              the optimised test build in build/, no tests run
 #   bash build.sh bench              the benchmarks under bench/ on build/
 #   bash build.sh package            pathlark_VERSION_ARCH.deb in this folder
@@ -32,6 +35,11 @@ build_for_tests() {
 }
 build_release() { build_for_tests build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPATHLARK_SANITIZE=OFF; }
 build_asan() { build_for_tests build-asan -DCMAKE_BUILD_TYPE=Debug -DPATHLARK_SANITIZE=ON; }
+# Only the fuzz targets and the libraries they link, with clang's libFuzzer.
+build_fuzz() {
+  CXX=clang++ configure build-fuzz -DPATHLARK_FUZZ=ON -DPATHLARK_WERROR=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo
+  cmake --build build-fuzz -j "$jobs"
+}
 
 cmd_run() {
   setup run
@@ -47,11 +55,24 @@ cmd_test() {
   ctest --test-dir build --output-on-failure -j 2 --timeout 600 || failed+=("build/ (optimised)")
   build_asan
   ctest --test-dir build-asan --output-on-failure -j 2 --timeout 900 || failed+=("build-asan/ (ASan + UBSan)")
+  build_fuzz
+  ctest --test-dir build-fuzz --output-on-failure -j 2 || failed+=("build-fuzz/ (libFuzzer)")
   if [ ${#failed[@]} -gt 0 ]; then
     printf 'Tests failed in: %s\n' "${failed[@]}" >&2
     exit 1
   fi
-  echo "All tests passed in build/ and build-asan/."
+  echo "All tests passed in build/, build-asan/ and build-fuzz/."
+}
+
+cmd_fuzz() {
+  local seconds=${1:-600} target failed=0
+  setup test
+  build_fuzz
+  for target in build-fuzz/fuzz/*; do
+    bash tests/fuzz/run_fuzz.sh "$target" "tests/fuzz/corpus/${target##*/}" "$seconds" build-fuzz/fuzz-out \
+      || failed=1
+  done
+  return $failed
 }
 
 cmd_package() {
@@ -106,12 +127,13 @@ case $command in
   run)      cmd_run "$@" ;;
   test)     cmd_test ;;
   build)    setup test; build_release ;;
+  fuzz)     cmd_fuzz "$@" ;;
   bench)    setup test; build_release; bash bench/run_all.sh build ;;
   package)  cmd_package ;;
   install)  cmd_install "$@" ;;
   help-chm) cmd_help_chm ;;
-  clean)    rm -rf build build-asan build-run build-pkg ;;
+  clean)    rm -rf build build-asan build-fuzz build-run build-pkg ;;
   *)
-    sed -n '2,13s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
+    sed -n '2,16s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
     exit 2 ;;
 esac

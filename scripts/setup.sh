@@ -26,6 +26,7 @@ test_packages=(
   libchm-bin
   python3 python3-pyatspi at-spi2-core dbus dbus-x11
   libcap2-bin
+  clang libclang-rt-14-dev
 )
 
 case $profile in
