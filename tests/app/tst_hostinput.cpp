@@ -16,7 +16,7 @@ namespace {
 struct Probes final : IcmpSocketFactory, NameLookup {
     struct Socket final : IcmpSocket {
         Socket(Probes& p) : probes(p) {}
-        Kind kind() const override { return Kind::Raw; }
+        SocketType socketType() const override { return SocketType::Raw; }
         int send(const QHostAddress& to, int, const QByteArray&) override { return probes.sentTo << to.toString(), 0; }
         std::optional<IcmpReceived> receive() override { return std::nullopt; }
         Probes& probes;
@@ -95,15 +95,15 @@ private slots:
             {3, "münchen.test", "xn--mnchen-3ya.test\r\n", ""},
             {4, "whois.münchen.test", "whois.xn--mnchen-3ya.test", ""},
             {0, "fe80::1%eth0", "fe80::1%eth0 fe80::1%eth0", "Pinging fe80::1%eth0 with 32 bytes of data"},
-            {0, "two words.test", " ", "two words.test is an invaild domain name."},
-            {1, label64 + ".test", " ", label64 + ".test is an invaild domain name."},
+            {0, "two wörds.test", " ", "two wörds.test is an invaild domain name."},
+            {1, label64 + "ü.test", " ", label64 + "ü.test is an invaild domain name."},
             {2, "a\u202e.test", "/a\u202e.test", "a\u202e.test is an invaild domain name."},
             {3, "AS64500", "AS64500\r\n", ""}, {3, "müller gmbh", "müller gmbh\r\n", ""},
             {4, "two words.test", "two words.test", ""}};
         for (const auto& [page, typed, got, shown] : cases) {
             FormHarness h;
             // As the command line starts a page: the box filled, the button pressed.
-            h.form->openPage(std::min(page, 3), page == 4 ? "example.test" : typed, true, page == 4 ? typed : QString());
+            h.form->openPage(Page(std::min(page, 3)), page == 4 ? "example.test" : typed, true, page == 4 ? typed : QString());
             QString seen = QString::fromUtf8(h.resolver.checked.join('+'));
             if (page < 2)   // and the address the check found, handed to the control
                 seen += ' ' + h.icmp->target.toString();
