@@ -1,5 +1,8 @@
 #include "DisplayText.h"
 
+#include <QHelpEvent>
+#include <QToolTip>
+
 namespace {
 
 constexpr QChar kReplacement(0xFFFD);
@@ -99,4 +102,12 @@ QString wholeTextTip(QStringView text)
     // A tooltip takes any text that looks like markup for markup: escaped, it reads as typed.
     return QStringLiteral("<p style=\"white-space:pre-wrap\">") + oneLineText(text).toHtmlEscaped()
         + QStringLiteral("</p>");
+}
+
+void answerToolTip(const QHelpEvent* event, QWidget* widget, const QString& text, bool cut, const QRect& area)
+{
+    if (cut)
+        QToolTip::showText(event->globalPos(), wholeTextTip(text), widget, area);
+    else
+        QToolTip::hideText();
 }

@@ -1,4 +1,5 @@
 #pragma once
+#include <QRect>
 #include <QString>
 #include <QStringView>
 
@@ -44,3 +45,9 @@ QString oneLineText(QStringView text);
 
 // A tooltip that shows `text` whole, as oneLineText() gives it, and never as markup.
 QString wholeTextTip(QStringView text);
+
+class QHelpEvent;
+class QWidget;
+// Answers a tooltip event of `widget`: the whole `text` when what shows of it is cut, no tooltip
+// otherwise. `area`: the part of the widget the tooltip belongs to (empty: all of it).
+void answerToolTip(const QHelpEvent* event, QWidget* widget, const QString& text, bool cut, const QRect& area);

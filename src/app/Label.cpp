@@ -5,7 +5,6 @@
 #include <QHelpEvent>
 #include <QPainter>
 #include <QStyle>
-#include <QToolTip>
 
 Label::Label(bool autoSize, QWidget* parent)
     : QLabel(parent)
@@ -49,10 +48,7 @@ bool Label::event(QEvent* event)
 {
     if (event->type() != QEvent::ToolTip)
         return QLabel::event(event);
-    if (isCut())
-        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), wholeTextTip(text()), this);
-    else
-        QToolTip::hideText();
+    answerToolTip(static_cast<QHelpEvent*>(event), this, text(), isCut(), {});
     return true;
 }
 

@@ -5,7 +5,6 @@
 #include <QAccessibleWidget>
 #include <QHelpEvent>
 #include <QStyleOptionFrame>
-#include <QToolTip>
 
 namespace {
 
@@ -102,9 +101,6 @@ bool ReadOnlyBox::event(QEvent* event)
 {
     if (event->type() != QEvent::ToolTip)
         return QLineEdit::event(event);
-    if (isCut())
-        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), wholeTextTip(text()), this);
-    else
-        QToolTip::hideText();
+    answerToolTip(static_cast<QHelpEvent*>(event), this, text(), isCut(), {});
     return true;
 }

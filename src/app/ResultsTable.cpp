@@ -8,7 +8,6 @@
 #include <QHelpEvent>
 #include <QRegularExpression>
 #include <QStyledItemDelegate>
-#include <QToolTip>
 
 namespace {
 
@@ -33,10 +32,7 @@ public:
             return QStyledItemDelegate::helpEvent(event, view, option, index);
         QStyleOptionViewItem cell = option;
         initStyleOption(&cell, index);
-        if (isCut(cell, view))
-            QToolTip::showText(event->globalPos(), wholeTextTip(cell.text), view->viewport(), option.rect);
-        else
-            QToolTip::hideText();
+        answerToolTip(event, view->viewport(), cell.text, isCut(cell, view), option.rect);
         return true;
     }
 
