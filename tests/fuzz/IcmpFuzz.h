@@ -41,4 +41,20 @@ inline bool sameMessageFields(const Decoded& a, const Decoded& b)
         && x.probeDestination == y.probeDestination;
 }
 
+// An error-queue entry of `b` (type, code, then the probe we sent): a time exceeded about an echo
+// request is an answer, and an answer's fields are its type, code and probe.
+inline void checkQueuedError(icmp::Family family, Bytes b, quint8 timeExceeded, quint8 echoRequest)
+{
+    if (b.size() < 2)
+        return;
+    const Decoded q = icmp::decodeQueuedError(family, b.subspan(2), b[0], b[1]);
+    const bool quotesProbe = b.size() >= 10 && b[2] == echoRequest;
+    if (b[0] == timeExceeded && quotesProbe)
+        require(isAnswer(q), "a time exceeded about an echo request is an answer");
+    if (isAnswer(q))
+        require(q.answer.kind != Kind::EchoReply && q.answer.type == b[0] && q.answer.code == b[1] && quotesProbe
+                    && q.answer.identifier == be16(b, 6) && q.answer.sequence == be16(b, 8),
+                "a queued error's fields are its type, code and probe");
+}
+
 } // namespace fuzz

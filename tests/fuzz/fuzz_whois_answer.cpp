@@ -9,20 +9,6 @@ using namespace fuzz;
 
 namespace {
 
-struct Shown {
-    QByteArray bytes;   // after the line-end conversion
-    QString text;
-};
-
-// The only place this target touches the whois API: the answer's bytes as the window gets them.
-Shown shownAnswer(const QByteArray& answer)
-{
-    Shown shown{answer, {}};
-    whois::WI_AddCR(shown.bytes);
-    shown.text = whois::answerText(shown.bytes);
-    return shown;
-}
-
 bool isUtf8(QByteArrayView bytes)
 {
     // Stateless: a sequence cut short at the end is an error, not one waiting for more bytes.
@@ -36,7 +22,9 @@ bool isUtf8(QByteArrayView bytes)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const QByteArray answer(reinterpret_cast<const char*>(data), qsizetype(size));
-    const Shown shown = shownAnswer(answer);
+    struct { QByteArray bytes; QString text; } shown{answer, {}};   // as the window shows it
+    whois::WI_AddCR(shown.bytes);
+    shown.text = whois::answerText(shown.bytes);
 
     // Every LF gains one CR just before it; taking those CRs out gives the answer back.
     require(shown.bytes.size() == answer.size() + answer.count('\n'), "one CR added per LF");

@@ -186,6 +186,5 @@ inline QString hop(int n, const QString& ip, const QString& trip, const QString&
     return QStringLiteral("T|%1|%2|%3|%4|%5").arg(n).arg(ip, name, trip, what);
 }
 inline QString router(int n, const QString& trip) { return hop(n, QStringLiteral("198.18.%1.1").arg(n), trip, "TTL expired in transit"); }
-inline QString silent(int n) { return silentHops(n).first(); }
 
 } // namespace packets

@@ -13,7 +13,7 @@ private slots:
     void trace()
     {
         const QString target = "198.18.5.1";
-        const QStringList toHop4{router(1, "10.0 ms"), router(2, "20.0 ms"), silent(3), router(4, "40.0 ms")};
+        const QStringList toHop4{router(1, "10.0 ms"), router(2, "20.0 ms"), silentHops(3).first(), router(4, "40.0 ms")};
         // The path, the datagram socket or not, Cancel's time (-1: none), the rows, SequenceComplete by this time.
         const std::tuple<QString, bool, double, QStringList, double> cases[] = {
             {"10 20 - 40 50!", false, -1, toHop4 + QStringList{hop(5, target, "50.0 ms", "Success", "target.test"), "C"}, 321},

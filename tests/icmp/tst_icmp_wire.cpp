@@ -63,7 +63,6 @@ private slots:
         row("v4 more fragments", IpPacket, patched(reply(), 6, 0x2000, 2), V::BadIpHeader);
         row("v4 fragment offset", IpPacket, patched(reply(), 6, 0x0001, 2), V::BadIpHeader);
         row("v4 UDP", IpPacket, withProtocol(reply(), 17), V::NotIcmp);
-        row("v4 TCP", IpPacket, withProtocol(reply(), 6), V::NotIcmp);
         row("v4 quoting UDP", IpPacket, ipPacket(kRouter, kHost, 62, withIcmpChecksum(patched(icmpError(11, kProbe, kTarget), 17, 17))),
             V::NotOurProbe);
         row("v4 quoting an echo reply", IpPacket, ipPacket(kRouter, kHost, 62, icmpError(11, echoReplyTo(kProbe), kTarget)),
@@ -78,9 +77,7 @@ private slots:
             V::Truncated);
         row("v4 bad checksum", IpPacket, patched(reply(), 40, 0), V::BadChecksum);
         row("v4 an IPv6 header", IpPacket, patched(reply(), 0, 0x65), V::BadIpHeader);
-        row("icmp echo reply", IcmpMessage, echoReplyTo(kProbe), V::Answer, K::EchoReply, 32);
         row("icmp 7 bytes", IcmpMessage, echoReplyTo(kProbe).left(7), V::Truncated);
-        row("icmp bad checksum", IcmpMessage, patched(echoReplyTo(kProbe), 9, 0), V::BadChecksum);
         row("v6 echo reply", Icmpv6Message, echoReplyTo(kProbe6), V::Answer, K::EchoReply, 32);
         row("v6 time exceeded", Icmpv6Message, quote6, V::Answer, K::TimeExceeded);
         row("v6 packet too big", Icmpv6Message, icmpv6Error(2, kProbe6, kTarget6, 0, 70000), V::Answer, K::TooBig, 0, 70000);
@@ -165,10 +162,10 @@ private slots:
             {148400000, "148 ms"}, {9996000, "10.0 ms"}, {99960000, "100 ms"}, {-5, "0.00 ms"}};
         for (const auto& [ns, text] : trips)
             QCOMPARE(icmp::tripTimeText(ns), QLatin1String(text));
-        QCOMPARE(icmp::errorName(icmp::Family::V4, 3, 200), QStringLiteral("Destination unreachable (code 200)"));
-        QCOMPARE(icmp::errorName(icmp::Family::V4, 42, 1), QStringLiteral("ICMP error type 42 code 1"));
-        QCOMPARE(icmp::errorName(icmp::Family::V6, 1, 3), QStringLiteral("Destination host unreachable"));
-        QCOMPARE(icmp::errorName(icmp::Family::V6, 3, 0), QStringLiteral("TTL expired in transit"));
+        QCOMPARE(QStringList({icmp::errorName(icmp::Family::V4, 3, 200), icmp::errorName(icmp::Family::V4, 42, 1),
+                              icmp::errorName(icmp::Family::V6, 1, 3), icmp::errorName(icmp::Family::V6, 3, 0)}),
+                 QStringList({"Destination unreachable (code 200)", "ICMP error type 42 code 1",
+                              "Destination host unreachable", "TTL expired in transit"}));
     }
 };
 
