@@ -29,9 +29,7 @@ struct Probes final : IcmpSocketFactory, NameLookup {
 
 void paste(QLineEdit* box, const QString& text)
 {
-    QGuiApplication::clipboard()->setText(text);
-    box->setFocus();
-    QTest::keySequence(box, QKeySequence::Paste);
+    QGuiApplication::clipboard()->setText(text), box->setFocus(), QTest::keySequence(box, QKeySequence::Paste);
 }
 
 void drop(QLineEdit* box, const QString& text)
@@ -104,15 +102,11 @@ private slots:
             FormHarness h;
             // As the command line starts a page: the box filled, the button pressed.
             h.form->openPage(Page(std::min(page, 3)), page == 4 ? "example.test" : typed, true, page == 4 ? typed : QString());
-            QString seen = QString::fromUtf8(h.resolver.checked.join('+'));
-            if (page < 2)   // and the address the check found, handed to the control
-                seen += ' ' + h.icmp->target.toString();
-            if (page == 2)
-                seen += '/' + QString::fromUtf8(h.resolver.requests.at(0).key);
             if (page == 3)
-                emit h.tcp->connected(), seen = QString::fromUtf8(h.tcp->sent);
-            if (page == 4)
-                seen = h.tcp->remoteHost;
+                emit h.tcp->connected();
+            const QString checked = QString::fromUtf8(h.resolver.checked.join('+')), seen = page == 3 ? QString::fromUtf8(h.tcp->sent)
+                : page == 4 ? h.tcp->remoteHost   // below: the address the check found, handed to the control
+                : page == 2 ? checked + '/' + QString::fromUtf8(h.resolver.requests.at(0).key) : checked + ' ' + h.icmp->target.toString();
             const char* captions[] = {"lblCaption", "lblCaptionTrace", "lblCaptionDNS"};
             QCOMPARE(seen, got);
             QCOMPARE(page < 3 && h.messages().isEmpty() ? h.find<Label>(captions[page])->caption() : h.messages(), shown);

@@ -22,15 +22,19 @@ namespace {
 constexpr quint32 kAddr = 0xC6120002;   // 198.18.0.2
 const QString kNotConnected = QStringLiteral("You must connected to the Internet for this function to work properly.");
 
+QString sorted(const QString& words)
+{
+    QStringList list = words.split(u' ', Qt::SkipEmptyParts);
+    return list.sort(), list.join(u' ');
+}
+
 // The window's own controls that show, by name, sorted.
 QString shownControls(const QWidget& form)
 {
-    QStringList names;
+    QString names;
     for (const QWidget* w : form.findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
-        if (w->isVisible() && !w->objectName().isEmpty())
-            names << w->objectName();
-    names.sort();
-    return names.join(u' ');
+        names += w->isVisible() ? ' ' + w->objectName() : QString();
+    return sorted(names);
 }
 
 } // namespace
@@ -58,9 +62,7 @@ private slots:
                                 "Command1 Label7 Label8 Label9 Text1 Text2 Text3"};
         for (int page = 3; page >= 0; --page) {
             h.openTab(page);
-            QStringList want = ("HostResponse SSTab1 " + shown[page]).split(u' ');
-            want.sort();
-            QCOMPARE(shownControls(form), want.join(u' '));
+            QCOMPARE(shownControls(form), sorted("HostResponse SSTab1 " + shown[page]));
         }
         const QPoint middle = h.textBox()->geometry().center();
         QVERIFY(h.textBox()->isAncestorOf(form.childAt(middle)));
@@ -100,11 +102,7 @@ private slots:
         for (const auto& [page, word, name] : pages) {
             h.openTab(page);
             QCOMPARE(form.shared().CurrentTab, QString::fromLatin1(word));
-            QList<QPushButton*> defaults;
-            for (QPushButton* b : form.findChildren<QPushButton*>())
-                if (b->isDefault())
-                    defaults << b;
-            QCOMPARE(defaults, QList<QPushButton*>{h.button(name)});
+            QVERIFY(h.button(name)->isDefault() && std::ranges::count_if(form.findChildren<QPushButton*>(), &QPushButton::isDefault) == 1);
         }
         h.tabs()->setTabText(1, QStringLiteral("   traceroute   "));   // no tool's caption: the default stays
         h.openTab(1);
@@ -189,8 +187,7 @@ private slots:
             h.openTab(page);
             h.edit(tools[page].first)->setText(QStringLiteral("a.test/"));
             h.button(tools[page].second)->click();
-            QCOMPARE(h.messages(), kNotConnected);
-            QCOMPARE(h.edit(tools[page].first)->text(), QStringLiteral("a.test/"));
+            QCOMPARE(h.messages() + h.edit(tools[page].first)->text(), kNotConnected + "a.test/");
         }
         QVERIFY(h.icmp->pings + h.icmp->traces + h.tcp->connects == 0 && h.resolver.checked.isEmpty());
         QVERIFY(h.resolver.requests.empty() && h.resolver.startups == 0 && h.button("Command1")->isEnabled());
@@ -208,40 +205,33 @@ private slots:
             const size_t messages = h.messageBox.shown.size();
             h.tcp->state = state;
             QVERIFY(h.form->close());
-            QCOMPARE(h.tcp->closes, state ? 1 : 0);
-            QVERIFY(!h.form->shared().ContextHelp && h.messageBox.shown.size() == messages);
+            QVERIFY(h.tcp->closes == (state ? 1 : 0) && !h.form->shared().ContextHelp && h.messageBox.shown.size() == messages);
         }
     }
 
     // Catches the accessible cells of rows that are gone kept for ever: a screen reader reading a
     // table that is rewritten (each ping, each trace, a monitor every second) made the program grow.
-    void accessibleCellsReleased_data()
-    {
-        QTest::addColumn<bool>("cleared");   // the table emptied at once, or its rows taken one by one
-        QTest::newRow("emptied") << true;
-        QTest::newRow("rows taken") << false;
-    }
     void accessibleCellsReleased()
     {
-        QFETCH(bool, cleared);
         QAccessible::setActive(true);
-        ResultsTable table(nullptr);
-        table.setColumnCount(6);
-        table.show();
-        QAccessibleInterface* reader = QAccessible::queryAccessibleInterface(&table);
-        for (int round = 0; round < 40; ++round) {
-            while (!cleared && table.topLevelItemCount())
-                delete table.takeTopLevelItem(0);
-            if (cleared)
-                table.clear();
-            for (int row = 0; row < 5; ++row)
-                table.addRow(QStringLiteral("--"), {QStringLiteral("127.0.0.1"), {}, QStringLiteral("0.1 ms")});
-            QCoreApplication::processEvents();
-            for (int i = 0; i < reader->childCount(); ++i)   // the reader reads every cell and header
-                QVERIFY(!reader->child(i)->text(QAccessible::Name).isNull() || i >= 6);
+        for (const bool cleared : {true, false}) {   // the table emptied at once, or its rows taken one by one
+            ResultsTable table(nullptr);
+            table.setColumnCount(6);
+            table.show();
+            QAccessibleInterface* reader = QAccessible::queryAccessibleInterface(&table);
+            for (int round = 0; round < 40; ++round) {
+                while (!cleared && table.topLevelItemCount())
+                    delete table.takeTopLevelItem(0);
+                cleared ? table.clear() : void();
+                for (int row = 0; row < 5; ++row)
+                    table.addRow(QStringLiteral("--"), {QStringLiteral("127.0.0.1"), {}, QStringLiteral("0.1 ms")});
+                QCoreApplication::processEvents();
+                for (int i = 0; i < reader->childCount(); ++i)   // the reader reads every cell and header
+                    QVERIFY(!reader->child(i)->text(QAccessible::Name).isNull() || i >= 6);
+            }
+            QVERIFY(accessibleCellCount(&table) >= reader->childCount());
+            QVERIFY2(accessibleCellCount(&table) <= 3 * reader->childCount(), qPrintable(QString::number(accessibleCellCount(&table))));
         }
-        QVERIFY(accessibleCellCount(&table) >= reader->childCount());
-        QVERIFY2(accessibleCellCount(&table) <= 3 * reader->childCount(), qPrintable(QString::number(accessibleCellCount(&table))));
         QAccessible::setActive(false);
     }
 };

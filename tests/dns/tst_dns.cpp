@@ -9,8 +9,6 @@
 #include "dns/HostEntry.h"
 
 #include <QApplication>
-#include <QtEndian>
-#include <QTabBar>
 #include <QTabWidget>
 
 using namespace hostent_layout;
@@ -22,12 +20,7 @@ const QString kFiles = QStringLiteral("IP:  198.18.53.30\r\nHost Name: files.tes
                                       "Host Alias: fa2.test");
 
 QByteArray ip(int a, int b, int c, int d) { return QByteArray(1, char(a)) + char(b) + char(c) + char(d); }
-QByteArray le32(quint32 v)
-{
-    QByteArray bytes(4, '\0');
-    qToLittleEndian(v, bytes.data());
-    return bytes;
-}
+QByteArray le32(quint32 v) { return ip(v & 0xFF, (v >> 8) & 0xFF, (v >> 16) & 0xFF, v >> 24); }
 
 // A packed entry, then patched field by field.
 struct Packed {
@@ -103,24 +96,19 @@ private slots:
             crowd.aliases << "alias" + QByteArray::number(i) + ".crowd.test";
         QByteArray guarded(kBufferSize + 64, '\x5a');
         const PackResult result = packHostEntry(crowd, std::span<char>(guarded.data() + 32, kBufferSize));
-        QCOMPARE(result.error, WSAENOBUFS);
-        QCOMPARE(guarded, QByteArray(kBufferSize + 64, '\x5a'));
-        QCOMPARE(Packed(crowd, int(result.length) - 1).error, WSAENOBUFS);   // the needed length is exact
-        const Packed fits(crowd, int(result.length));
-        QCOMPARE(fits.error, quint16(0));
-        QCOMPARE(decodeHostEntry(fits.bytes).aliases, crowd.aliases);
+        QVERIFY(result.error == WSAENOBUFS && guarded == QByteArray(kBufferSize + 64, '\x5a'));
+        QCOMPARE(Packed(crowd, int(result.length) - 1).error, WSAENOBUFS);   // exact: it fits (tests/fuzz/fuzz_host_entry.cpp)
     }
 
-    // Catches a wrong slash cut, caption or "RetCode:" line, mangled text, a name not in its ASCII form
-    // or one no host can have asked of the resolver, an address looked up by name, or a lookup
-    // started before the invalid name is told.
+    // Catches a wrong slash cut, caption or "RetCode:" line, mangled text, a name no host can have
+    // asked of the resolver, an address looked up by name, or a lookup started before the invalid
+    // name is told. (Names in other scripts: tst_hostinput.)
     void click()
     {
         const QString valid = QStringLiteral("%1|Looking up %1|RetCode: 4001\r\n||%1|%1|1");
         const QString refused = QStringLiteral("%1||RetCode: 4001\r\n|%1 is an invaild domain name.||%1|1");
         const std::pair<QString, QString> cases[] = {
             {"real.test/", valid.arg("real.test")}, {QString(1000, u'a'), valid.arg(QString(1000, u'a'))},
-            {"bücher.test", "bücher.test|Looking up bücher.test|RetCode: 4001\r\n||xn--bcher-kva.test|xn--bcher-kva.test|1"},
             {"2001:db8::7", valid.arg("2001:db8::7")}, {"two wörds.test", refused.arg("two wörds.test")},
             {"nowhere.test", "nowhere.test||RetCode: 4001\r\n|nowhere.test is an invaild domain name.|nowhere.test|nowhere.test|1"}};
         for (const auto& [typed, view] : cases) {

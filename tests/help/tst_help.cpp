@@ -46,11 +46,7 @@ struct XdgSandbox {
         h.form->setProgramFolder(folder);
         h.form->show();
     }
-    static void write(const QString& path, const QByteArray& text)
-    {
-        QFile file(path);
-        file.open(QIODevice::WriteOnly) && file.write(text);
-    }
+    static void write(const QString& path, const QByteArray& text) { QFile file(path); file.open(QIODevice::WriteOnly) && file.write(text); }
     // The program folder's compiled help file and pages.
     void writeHelp() const
     {
@@ -83,8 +79,7 @@ struct XdgSandbox {
     QStringList recorded(const QString& name) const
     {
         QFile file(root.filePath("out/" + name));
-        for (int waited = 0; !file.exists() && waited < 15000; waited += 25)
-            QTest::qWait(25);
+        Q_UNUSED(QTest::qWaitFor([&] { return file.exists(); }, 15000));
         QStringList args = file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split(QChar(0)) : QStringList();
         file.remove();
         return args.mid(0, args.size() - 1);
@@ -100,7 +95,6 @@ class TestHelp : public QObject {
     const QString m_chm = m_dir.filePath("Pathlark.chm");
 
     void pressF1(Qt::KeyboardModifiers modifiers = {}) { QTest::keyClick(m_h->button("cmdPing"), Qt::Key_F1, modifiers); }
-    int helpShown() const { return int(m_h->shell.opened.size() + m_h->helpViewer.calls.size()); }
 
 private slots:
     void init()
@@ -156,7 +150,7 @@ private slots:
                 meanwhile == "F1" ? pressF1() : meanwhile == "close" ? void(m_h->form->close()) : m_h->form.reset();
             });
             pressF1();
-            QCOMPARE(helpShown() + int(m_h->messageBox.shown.size()), meanwhile == "F1" ? 2 : 0);
+            QCOMPARE(m_h->shell.opened.size() + m_h->helpViewer.calls.size() + m_h->messageBox.shown.size(), meanwhile == "F1" ? 2u : 0u);
         }
     }
 
@@ -168,11 +162,10 @@ private slots:
         cHtmlHelp help(&viewer);
         const auto error = [](const std::function<void()>& call) {
             try {
-                call();
+                return call(), QString();
             } catch (const HtmlHelpError& e) {
                 return QString::number(e.number()) + ' ' + e.source() + ": " + e.description();
             }
-            return QString();
         };
         help.htmlHelpFileName(m_chm);
         for (const QString& path : {m_dir.path(), m_dir.filePath("missing.chm"), m_chm + '/', QString(), QString("/dev/null")})
@@ -249,8 +242,7 @@ private slots:
         XdgSandbox desk;
         const QString chm = desk.folder + "/Pathlark.chm";
         const auto pressF1 = [&](int page) {
-            if (page >= 0)
-                desk.h.openTab(page == 0 ? 1 : 0), desk.h.openTab(page);
+            page >= 0 ? desk.h.openTab(page == 0 ? 1 : 0), desk.h.openTab(page) : void();
             QTest::keyClick(desk.h.button("cmdPing"), Qt::Key_F1);
             QString shown;
             for (const auto& message : desk.h.messageBox.shown)

@@ -77,14 +77,10 @@ struct FakeInterfaceList final : InterfaceList {
     QString hostName() const override { return host; }
 
     static NetInterface loopback() { return {QStringLiteral("lo"), IFF_UP | IFF_RUNNING | IFF_LOOPBACK, 0x7f000001u, {}}; }
-    static NetInterface ethernet(const QString& name, std::optional<quint32> v4, std::optional<QHostAddress> v6 = {})
+    static NetInterface ethernet(const QString& name, quint32 v4) { return {name, IFF_UP | IFF_RUNNING | IFF_BROADCAST, v4, {}}; }
+    static NetInterface dialUp(const QString& name, std::optional<quint32> v4, bool running = true)
     {
-        return {name, IFF_UP | IFF_RUNNING | IFF_BROADCAST, v4, v6};
-    }
-    static NetInterface dialUp(const QString& name, std::optional<quint32> v4, bool running = true,
-                               std::optional<QHostAddress> v6 = {})
-    {
-        return {name, IFF_UP | IFF_POINTOPOINT | (running ? unsigned(IFF_RUNNING) : 0u), v4, v6};
+        return {name, IFF_UP | IFF_POINTOPOINT | (running ? unsigned(IFF_RUNNING) : 0u), v4, {}};
     }
     std::vector<NetInterface> list{loopback()};
     QString host = QStringLiteral("alpha");
@@ -107,8 +103,7 @@ public:
     Bool16 traceData(const QString& ip, const QString& name, const QString& time, const QString& what, const QString& hop)
     {
         Bool16 cancel = kFalse16;
-        emit TraceData(ip, name, time, what, 0, hop, &cancel);
-        return cancel;
+        return emit TraceData(ip, name, time, what, 0, hop, &cancel), cancel;
     }
     QString hostAddress, localIp = QStringLiteral("198.18.0.5");
     QHostAddress target;
@@ -170,11 +165,7 @@ struct FakeResolver final : Resolver {
             completeChecks();
     }
     void completeChecks() { std::ranges::for_each(std::exchange(held, {}), [](const auto& f) { f(); }); }
-    int WSAStartup(quint16, WSADATA& data) override
-    {
-        data.wVersion = sockets_layer::kVersion11;
-        return startupError ? startupError : (++startups, 0);
-    }
+    int WSAStartup(quint16, WSADATA& data) override { return data.wVersion = sockets_layer::kVersion11, startupError ? startupError : (++startups, 0); }
     int WSACleanup() override { return ++cleanups, 0; }
     qint32 WSAAsyncGetHostByName(QObject* hWnd, quint32 wMsg, const QByteArray& name, char* buf, int len) override
     {
@@ -203,14 +194,7 @@ struct FakeResolver final : Resolver {
                        quint16(qMin<quint32>(packed.length, 0xFFFF)));
         return true;
     }
-    qint32 request(Request r)
-    {
-        if (refuse)
-            return 0;
-        r.handle = 4001 + qint32(requests.size());
-        requests.push_back(r);
-        return r.handle;
-    }
+    qint32 request(Request r) { return refuse ? 0 : (r.handle = 4001 + qint32(requests.size()), requests.push_back(r), r.handle); }
 
     QSet<QByteArray> unknown;
     QList<QByteArray> checked;

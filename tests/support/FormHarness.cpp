@@ -1,9 +1,6 @@
 #include "FormHarness.h"
 
-#include "app/MultiLineTextBox.h"
-
 #include <QTabBar>
-#include <QTabWidget>
 #include <QTest>
 
 FormHarness::FormHarness(Options options)
@@ -20,10 +17,6 @@ FormHarness::FormHarness(Options options)
     if (options.load)
         form->Form_Load();
 }
-
-MultiLineTextBox* FormHarness::textBox() const { return find<MultiLineTextBox>("HostResponse"); }
-
-QTabWidget* FormHarness::tabs() const { return find<QTabWidget>("SSTab1"); }
 
 void FormHarness::openTab(int page) const
 {

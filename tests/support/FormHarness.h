@@ -1,14 +1,13 @@
 #pragma once
 #include "Fakes.h"
 #include "app/Form1.h"
+#include "app/MultiLineTextBox.h"
 
 #include <QLineEdit>
 #include <QPushButton>
+#include <QTabWidget>
 
 #include <memory>
-
-class MultiLineTextBox;
-class QTabWidget;
 
 // The main window wired to fakes, found and driven by its controls' names as a user finds them.
 struct FormHarness {
@@ -25,8 +24,8 @@ struct FormHarness {
     W* find(const char* name) const { return form->findChild<W*>(QLatin1String(name)); }
     QPushButton* button(const char* name) const { return find<QPushButton>(name); }
     QLineEdit* edit(const char* name) const { return find<QLineEdit>(name); }
-    MultiLineTextBox* textBox() const;   // the results box
-    QTabWidget* tabs() const;
+    MultiLineTextBox* textBox() const { return find<MultiLineTextBox>("HostResponse"); }   // the results box
+    QTabWidget* tabs() const { return find<QTabWidget>("SSTab1"); }
     // Brings page `page` to the front by clicking its tab.
     void openTab(int page) const;
     // The prompts of the message boxes shown so far, joined by '+'.

@@ -11,7 +11,6 @@
 #include <QElapsedTimer>
 #include <QMessageBox>
 #include <QPointer>
-#include <QRandomGenerator>
 #include <QTabWidget>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -96,13 +95,8 @@ struct WhoisPage : FormHarness {
 // The process's peak resident memory since the last reset, in kB.
 long peakKb()
 {
-    std::ifstream status("/proc/self/status");
-    std::string key;
-    long kb = 0;
-    while (status >> key && key != "VmHWM:") {
-    }
-    status >> kb;
-    return kb;
+    QFile status("/proc/self/status");
+    return status.open(QIODevice::ReadOnly) ? QRegularExpression("VmHWM:\\s*(\\d+)").match(status.readAll()).captured(1).toLong() : 0;
 }
 
 } // namespace
@@ -128,24 +122,7 @@ private slots:
         const std::tuple<QByteArray, int> ends[] = {{"ab\xc3", 2}, {"ab\xc3\xbc", 4}, {"\xe2\x82", 0}, {"\xa9\xa9", 2}};
         for (const auto& [bytes, end] : ends)
             QCOMPARE(whois::utf8Boundary(bytes, bytes.size()), qsizetype(end));
-        // Any bytes at all: random runs of line ends, UTF-8 letters and Latin-1 bytes.
-        QRandomGenerator random(5);
-        const QByteArray pieces[] = {"\n", "\r", "a", "\xc3\xbc", "\xf0\x9f\x8c\x8d", "\xfc", "\xc3"};
-        for (int round = 0; round < 300; ++round) {
-            QByteArray bytes;
-            for (int n = random.bounded(round % 10 ? 60 : 20000); n > 0; --n)
-                bytes += pieces[random.bounded(7)];
-            QByteArray converted = bytes;
-            whois::WI_AddCR(converted);
-            QVERIFY(converted.count('\r') == bytes.count('\r') + bytes.count('\n'));
-            QCOMPARE(QByteArray(converted).replace("\r\n", "\n"), bytes);
-            const QString text = whois::answerText(bytes);
-            const bool utf8 = text.toUtf8() == bytes;
-            QVERIFY(utf8 || (text.size() == bytes.size() && text.toLatin1() == bytes));
-            const qsizetype cap = random.bounded(int(bytes.size()) + 1), kept = whois::answerCut(bytes, cap);
-            QVERIFY(kept <= cap && kept >= cap - 3);
-            QVERIFY(!utf8 || whois::answerText(bytes.left(kept)).toUtf8() == bytes.left(kept));
-        }
+        // Any bytes at all: tests/fuzz/fuzz_whois_answer.cpp.
     }
 
     // Catches wrong line ends or letters, control characters hidden or drawn as boxes, an answer
@@ -155,14 +132,11 @@ private slots:
         struct Case { QString typed; QByteArray answer; int pieceSize; QString shown, onScreen, server = "localhost", sent = {}; };
         QList<Case> cases{
             {"example.org", "ok\n", 0, "ok\r\n", "ok\n", "::1"},   // the server at an IPv6 address
-            {"example.org", "Domain: EXAMPLE.ORG\nStatus: ok\n", 0, "Domain: EXAMPLE.ORG\r\nStatus: ok\r\n",
-             "Domain: EXAMPLE.ORG\nStatus: ok\n"},
             {"example.org", "a\r\nb\r\n\r\rc", 0, "a\r\r\nb\r\r\n\r\rc", "a\nb\n\nc"},
             {"example.org", {}, 0, {}, {}},
             {"example.org", QByteArray("line one\nline two\r\n").repeated(20), 3,   // many small pieces
              QStringLiteral("line one\r\nline two\r\r\n").repeated(20), QStringLiteral("line one\nline two\n").repeated(20)},
             {"example.org", "City: M\xc3\xbcnchen\n", 8, "City: München\r\n", "City: München\n"},   // letters split
-            {"example.org", "City: M\xfcnchen\n", 0, "City: München\r\n", "City: München\n"},   // Latin-1
             {"example.org", "\xc3\xbc \xfc", 0, "\u00c3\u00bc \u00fc", "\u00c3\u00bc \u00fc"},   // UTF-8, then Latin-1
             {"example.org", "ab\xc3", 0, "ab\u00c3", "ab\u00c3"},   // UTF-8 cut short at the end
             {"example.org", "\xef\xbb\xbfx", 0, QStringLiteral("\ufeffx"), QStringLiteral("\ufeffx")},   // byte-order mark
@@ -170,8 +144,7 @@ private slots:
              "a\u2400b\u241b\u2407\u2408\u2421\u240b\tc"},   // control characters shown
             {"example.org", "x\xe2\x80\xaey\xe2\x81\xa6z", 0, "x\u202ey\u2066z", "x\ufffdy\ufffdz"},   // bidirectional ones
             {"example.org", "\x85\x9b\xe9", 0, "\u0085\u009b\u00e9", "\ufffd\ufffd\u00e9"}};   // Latin-1 C1 ones
-        for (const auto& [typed, sent] : {std::pair("abc//", "abc"), {"", ""}, {"münchen.de/", "xn--mnchen-3ya.de"},
-                                          {"example.org\r\nsecond line", "example.orgsecond line"}, {"example.org\n", "example.org"}})
+        for (const auto& [typed, sent] : {std::pair("abc//", "abc"), {"", ""}, {"example.org\r\nsecond line", "example.orgsecond line"}})
             cases.append({typed, "ok\n", 0, "ok\r\n", "ok\n", "localhost", sent});
         for (const Case& c : cases) {
             Server whois(c.answer, Server::Close, c.pieceSize, QHostAddress(c.server == "::1" ? c.server : "127.0.0.1"));
@@ -213,8 +186,8 @@ private slots:
             clock.start();
             page.query(QStringLiteral("example.org"), server.port());
             QTRY_VERIFY_WITH_TIMEOUT(page.idle(), 60000);
-            const qint64 shownAfter = clock.elapsed() - closedAt;
-            const long peakAbove = peakKb() - before;
+            [[maybe_unused]] const qint64 shownAfter = clock.elapsed() - closedAt;
+            [[maybe_unused]] const long peakAbove = peakKb() - before;
             // Bounds a freeze (a 1 MiB line used to take 43 s) or a copy of the answer on the way (the
             // bytes and the document showing them are about 3x) cannot pass; bench/whois measures.
 #ifndef PATHLARK_SANITIZED   // times and memory as users meet them, not under the sanitizers' weight
@@ -230,8 +203,6 @@ private slots:
             page.textBox()->selectAll();
             page.textBox()->copy();
             QCOMPARE(QGuiApplication::clipboard()->text().size(), qsizetype(endless ? shownChars + 2 : shownChars));
-            Q_UNUSED(shownAfter);
-            Q_UNUSED(peakAbove);
         }
     }
 
@@ -247,8 +218,7 @@ private slots:
             WhoisPage page;
             page.query(QStringLiteral("example.org"), serverName, QString::number(listening ? server.port() : Server().port()));
             QTest::qWait(200);
-            QVERIFY(page.querying());
-            QCOMPARE(page.shown(), QString());
+            QVERIFY(page.querying() && page.shown().isEmpty());
             closeWindow ? void(page.form->close()) : page.timer->fire();
             QCOMPARE(page.shown(), closeWindow ? QString() : kTimedOut);
             QTRY_COMPARE(server.clientGone, listening);
@@ -257,7 +227,7 @@ private slots:
             QVERIFY(page.idle());
             Server second("second answer\n");   // the next query starts from nothing
             page.query(QStringLiteral("example.net"), second.port());
-            QCOMPARE(page.shown(), QString());
+            QVERIFY(page.shown().isEmpty());
             QTRY_VERIFY(page.idle());
             QCOMPARE(page.shown(), QStringLiteral("second answer\r\n"));
         }
@@ -282,9 +252,7 @@ private slots:
             QCOMPARE(h.messages(), expected < 0 ? bad : QString());
             for (const FakeMessageBox::Shown& box : h.messageBox.shown)
                 QVERIFY(box.flags == MessageBox::kNoIcon && box.title == QLatin1String("Pathlark"));
-            QVERIFY(!busyWhileShown);
-            QCOMPARE(h.button("Command1")->isEnabled(), expected < 0);
-            QCOMPARE(h.busyPointer.isBusy(), expected >= 0);
+            QVERIFY(!busyWhileShown && h.button("Command1")->isEnabled() == (expected < 0) && h.busyPointer.isBusy() == (expected >= 0));
             QCOMPARE(h.textBox()->text(), expected < 0 ? QStringLiteral("earlier answer") : QString());
         }
     }
