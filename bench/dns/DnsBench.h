@@ -3,7 +3,9 @@
 #include "app/Form1.h"
 #include "app/RealPlatform.h"
 
+#include <QApplication>
 #include <QTabWidget>
+#include <QTimer>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -54,6 +56,16 @@ struct Window {
         return form.findChild<T*>(QString::fromLatin1(name));
     }
     QTabWidget* tabs() const { return control<QTabWidget>("SSTab1"); }
+    // Closes every message box soon after it shows, as a user pressing OK would.
+    void pressOkOnMessages()
+    {
+        QObject::connect(&okPresser, &QTimer::timeout, [] {
+            if (QWidget* modal = QApplication::activeModalWidget())
+                modal->close();
+        });
+        okPresser.start(20);
+    }
+    QTimer okPresser;
 };
 
 // Runs a peer's command to its end, its output thrown away, as a user running it waits for it;

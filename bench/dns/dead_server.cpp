@@ -31,13 +31,7 @@ int deadServerLookup()
     Window w;
     w.tabs()->setCurrentIndex(2);
     auto* box = w.control<MultiLineTextBox>("HostResponse");
-    // A user who reads the message about the name presses OK.
-    QTimer okPresser;
-    QObject::connect(&okPresser, &QTimer::timeout, [] {
-        if (QWidget* modal = QApplication::activeModalWidget())
-            modal->close();
-    });
-    okPresser.start(20);
+    w.pressOkOnMessages();   // a user who reads the message about the name presses OK
 
     std::vector<double> clicks, raw, getent, dig;
     for (int i = 0; i < 3; ++i) {

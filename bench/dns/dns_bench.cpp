@@ -132,13 +132,7 @@ int responsive()
     Window w;
     QTabBar* bar = w.tabs()->tabBar();
     auto* whoisBox = w.control<QLineEdit>("Text1");
-    // A user who reads the message about the name presses OK.
-    QTimer okPresser;
-    QObject::connect(&okPresser, &QTimer::timeout, [] {
-        if (QWidget* modal = QApplication::activeModalWidget())
-            modal->close();
-    });
-    okPresser.start(20);
+    w.pressOkOnMessages();   // a user who reads the message about the name presses OK
 
     // Rounds of: click on the Whois tab, a key in its domain box, click back on `page`, a key in `box`.
     const auto rounds = [&](int page, QLineEdit* box, int count, std::vector<double>& switches,
