@@ -1,23 +1,103 @@
 #pragma once
-// The ICMP engine's outside world for the tests: a simulated path with a fake clock, socket
-// and name lookup.
-#include "EventLog.h"
+// What the ICMP tests share: hand-built IPv4/ICMP and ICMPv6 packets; the ICMP control's events as
+// one line each (E|description  P|ip|name|trip|size|ttl  T|hop|ip|name|trip|description  C); and the
+// engine's outside world, a simulated path with a fake clock, socket and name lookup.
 #include "Fakes.h"
-#include "PacketBuilder.h"
 #include "icmp/AxIcmp.h"
+#include "icmp/IcmpControl.h"
+#include "icmp/IcmpPacket.h"
 #include "platform/EngineClock.h"
 #include "platform/NameLookup.h"
 
 #include <QtTest>
 
+#include <functional>
+
+// `cancel(hop)` is what TraceData for that hop hands back as its Cancel.
+inline void logEvents(IcmpControl& c, std::function<void(const QString&)> log,
+                      std::function<bool(int hop)> cancel = [](int) { return false; })
+{
+    using S = const QString&;
+    QObject::connect(&c, &IcmpControl::Error, &c, [log](S description, Bool16) { log("E|" + description); });
+    QObject::connect(&c, &IcmpControl::PingData, &c, [log](S ip, S name, S trip, S, qint32, qint16 size, quint8 ttl) {
+        log(QStringLiteral("P|%1|%2|%3|%4|%5").arg(ip, name, trip).arg(size).arg(ttl));
+    });
+    const auto trace = [log, cancel](S ip, S name, S trip, S description, qint32, S hop, Bool16* stop) {
+        log(QStringLiteral("T|%1|%2|%3|%4|%5").arg(hop, ip, name, trip, description));
+        *stop = cancel(hop.toInt()) ? kTrue16 : kFalse16;
+    };
+    QObject::connect(&c, &IcmpControl::TraceData, &c, trace, Qt::DirectConnection);
+    QObject::connect(&c, &IcmpControl::SequenceComplete, &c, [log] { log(QStringLiteral("C")); });
+}
+
+// The rows of a trace's silent hops from `first` to the last, hop 30.
+inline QStringList silentHops(int first)
+{
+    QStringList rows;
+    while (first <= 30)
+        rows << QStringLiteral("T|%1|*||*|Request timed out").arg(first++);
+    return rows;
+}
+
 namespace packets {
+
+constexpr quint32 addr(quint32 a, quint32 b, quint32 c, quint32 d) { return a << 24 | b << 16 | c << 8 | d; }
+
+constexpr quint32 kHost = addr(198, 18, 1, 2), kRouter = addr(198, 18, 3, 1);   // our host, a router
+
+// `bytes` with the big-endian `value` of `width` bytes written at `at`.
+inline QByteArray patched(QByteArray bytes, int at, quint32 value, int width = 1)
+{
+    for (int i = width - 1; i >= 0; --i, value >>= 8)
+        bytes[at + i] = char(value);
+    return bytes;
+}
+inline QByteArray withIcmpChecksum(const QByteArray& m)
+{
+    const QByteArray zeroed = patched(m, 2, 0, 2);
+    return patched(zeroed, 2, icmp::internetChecksum(icmp::bytesOf(zeroed)), 2);
+}
+
+// An IPv4 header with `optionBytes` of NOP options, protocol ICMP, in front of `payload`.
+inline QByteArray ipPacket(quint32 source, quint32 destination, int ttl, const QByteArray& payload, int optionBytes = 0)
+{
+    const int length = 20 + optionBytes;
+    QByteArray p = patched(QByteArray(20, '\0') + QByteArray(optionBytes, '\1'), 0, quint32(0x40 | length / 4));
+    p = patched(patched(p, 2, quint32(length + payload.size()), 2), 8, quint32(ttl << 8 | 1), 2);   // TTL, ICMP
+    return patched(patched(p, 12, source, 4), 16, destination, 4) + payload;
+}
+
+// The answer to an echo request: the same identifier, sequence and data.
+inline QByteArray echoReplyTo(const QByteArray& request)
+{
+    return request[0] == char(icmp::kV6EchoRequest) ? patched(request, 0, icmp::kV6EchoReply) : withIcmpChecksum(patched(request, 0, icmp::kEchoReply));
+}
+
+// The first 8 bytes of an ICMP error: type, code, no checksum yet, `word` (an MTU) last.
+inline QByteArray errorHeader(quint8 type, quint8 code, quint32 word) { return patched(QByteArray(1, char(type)) + char(code) + QByteArray(6, '\0'), 4, word, 4); }
+
+// An ICMP error quoting the header of our probe to `probeDestination` (with `quotedOptionBytes`
+// of options) and its first 8 bytes, as routers do.
+inline QByteArray icmpError(quint8 type, const QByteArray& probe, quint32 probeDestination, int quotedOptionBytes = 0, quint8 code = 0, quint32 word = 0)
+{
+    return withIcmpChecksum(errorHeader(type, code, word) + ipPacket(kHost, probeDestination, 1, probe, quotedOptionBytes).left(28 + quotedOptionBytes));
+}
+
+// An ICMPv6 error quoting the IPv6 header of a probe to `probeDestination` and its first 8 bytes.
+inline QByteArray icmpv6Error(quint8 type, const QByteArray& probe, const QHostAddress& probeDestination, quint8 code = 0, quint32 word = 0)
+{
+    QByteArray header = patched(patched(QByteArray(40, '\0'), 0, 0x60), 4, quint32(probe.size() << 16 | 58 << 8 | 1), 4);
+    const Q_IPV6ADDR to = probeDestination.toIPv6Address();
+    header.replace(24, 16, QByteArray(reinterpret_cast<const char*>(to.c), 16));
+    return errorHeader(type, code, word) + header + probe.left(8);
+}
+
 
 // A path of nodes as the test writes it, one token a node: "10" a router answering after 10 ms
 // ("10?" one whose name never comes), "-" a silent one, "50!" the target's echo reply after
 // 50 ms, "50x" the target refusing (net unreachable), "20p" a node finding a parameter problem.
-// The last node answers every probe that gets that far; node n is 198.18.n.1 (2001:db8:n::1),
-// the last one the target. The clock is the test's: each
-// alarm and each answer happens at its time, in time order, without waiting.
+// The last node answers every probe that gets that far; node n is 198.18.n.1 (2001:db8:n::1), the
+// last one the target. The clock is the test's: alarms and answers happen in time order, without waiting.
 struct World final : EngineClock, IcmpSocketFactory, NameLookup {
     static constexpr qint64 kNever = std::numeric_limits<qint64>::max();
     struct Node { QString how; double ms; };
@@ -36,18 +116,14 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
         SocketType socketType() const override { return w.datagram ? SocketType::Datagram : SocketType::Raw; }
         int send(const QHostAddress& to, int ttl, const QByteArray& probe) override
         {
-            w.sent.push_back({ttl, w.now});
-            if (!w.sendError) {
+            w.sent.push_back(ttl);
+            if (!w.sendError)
                 w.answer(to, ttl, probe);
-                if (w.extra)
-                    w.extra(to, probe);
-            }
+            if (!w.sendError && w.extra)
+                w.extra(w, to, probe);
             return w.sendError;
         }
-        std::optional<IcmpReceived> receive() override
-        {
-            return w.inbox.empty() ? std::nullopt : std::optional(w.inbox.takeFirst());
-        }
+        std::optional<IcmpReceived> receive() override { return w.inbox.empty() ? std::nullopt : std::optional(w.inbox.takeFirst()); }
         World& w;
     };
 
@@ -58,15 +134,10 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
             const QString how = token.back().isDigit() ? QString() : token.right(1);
             nodes.push_back({how, (how.isEmpty() ? token : token.chopped(1)).toDouble()});
         }
-        logEvents(*control, [this, t0 = now](const QString& event) {
-            events << event;
-            atMs.push_back((now - t0) / 1e6);
-        }, [this](int) { return cancelAtMs >= 0 && (now - kStart) / 1e6 >= cancelAtMs; });
+        logEvents(*control, [this](const QString& event) { events << event, atMs.push_back((now - kStart) / 1e6); },
+                  [this](int) { return cancelAtMs >= 0 && (now - kStart) / 1e6 >= cancelAtMs; });
     }
-    QHostAddress node(int n) const
-    {
-        return v6 ? QHostAddress(QStringLiteral("2001:db8:%1::1").arg(n)) : QHostAddress(addr(198, 18, n, 1));
-    }
+    QHostAddress node(int n) const { return v6 ? QHostAddress(QStringLiteral("2001:db8:%1::1").arg(n)) : QHostAddress(addr(198, 18, n, 1)); }
 
     // What node `ttl` (the last for farther probes) sends back, `ms` later.
     void answer(const QHostAddress& to, int ttl, const QByteArray& probe)
@@ -87,25 +158,11 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
     IcmpReceived from(const QByteArray& reply, const QHostAddress& who, const QHostAddress& to, quint8 type,
                       const QByteArray& probe, quint8 code = 0, quint32 word = 0) const
     {
-        IcmpReceived r;
-        r.source = who;
-        r.ttl = 61;
-        if (datagram && reply.isEmpty()) {   // the kernel queues errors: our probe, the quoted destination
-            r.bytes = probe;
-            r.source = to;
-            r.queuedError = true;
-            r.errorType = type;
-            r.errorCode = code;
-            r.errorInfo = word;
-            r.offender = who;
-        } else if (v6)
-            r.bytes = reply.isEmpty() ? icmpv6Error(type, probe, to, code, word) : reply;
-        else if (datagram)
-            r.bytes = reply;
-        else
-            r.bytes = ipPacket(who.toIPv4Address(), kHost, 61,
-                               reply.isEmpty() ? icmpError(type, probe, to.toIPv4Address(), 0, code, word) : reply);
-        return r;
+        if (datagram && reply.isEmpty())   // the kernel queues errors: our probe, the quoted destination
+            return {.bytes = probe, .source = to, .ttl = 61, .queuedError = true, .errorType = type, .errorCode = code, .errorInfo = word, .offender = who};
+        const QByteArray message = !reply.isEmpty() ? reply
+            : v6 ? icmpv6Error(type, probe, to, code, word) : icmpError(type, probe, to.toIPv4Address(), 0, code, word);
+        return {.bytes = v6 || datagram ? message : ipPacket(who.toIPv4Address(), kHost, 61, message), .source = who, .ttl = 61};
     }
     void arrive(double ms, IcmpReceived r)
     {
@@ -151,14 +208,13 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
         now = end;
         QCoreApplication::processEvents();
     }
-    // Starts a run to the last node and lets `ms` pass.
-    void run(bool trace, double ms = 10000)
+    // Starts a run to `target` (an address: no forward lookup), by default the last node, and lets `ms` pass.
+    void run(bool trace, double ms = 10000, const QString& target = {})
     {
-        control->setHostAddress(node(int(nodes.size())).toString());   // an address: no forward lookup
+        control->setHostAddress(target.isEmpty() ? node(int(nodes.size())).toString() : target);
         trace ? control->Trace() : control->Ping();
         advanceMs(ms);
     }
-    double completedMs() const { return events.endsWith("C") ? atMs.back() : -1; }
 
     static constexpr qint64 kStart = 1000'000'000'000;
     qint64 now = kStart;
@@ -167,14 +223,12 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
     std::vector<Alarm*> alarms;
     std::vector<IcmpReceived> arrivals;
     QList<IcmpReceived> inbox;
-    int sendError = 0;
+    int sendError = 0, openSockets = 0;
     Socket* socket = nullptr;
-    int openSockets = 0;
-    struct Sent { int ttl; qint64 at; };
-    std::vector<Sent> sent;
+    std::vector<int> sent;   // each probe's TTL
     double cancelAtMs = -1;
     // More answers to each probe, as the test makes them up.
-    std::function<void(const QHostAddress& to, const QByteArray& probe)> extra;
+    std::function<void(World& w, const QHostAddress& to, const QByteArray& probe)> extra;
     QStringList events;
     std::vector<double> atMs;
     FakeInterfaceList interfaces;

@@ -1,11 +1,8 @@
 // What goes on and comes off the wire: the decoders' verdict on hand-built packets and on any
 // bytes, the checksum and texts, and addresses to and from socket addresses.
-#include "PacketBuilder.h"
+#include "SimulatedPath.h"
 #include "icmp/IcmpText.h"
-#include "platform/NameLookup.h"
 #include "platform/SocketsLayer.h"
-
-#include <QtTest>
 
 #include <net/if.h>
 #include <netinet/in.h>
@@ -94,25 +91,19 @@ private slots:
         QFETCH(int, decoder);
         QFETCH(QByteArray, bytes);
         QFETCH(icmp::Verdict, verdict);
-        const std::span<const std::uint8_t> b = icmp::bytesOf(bytes);
-        const icmp::Decoded d = decoder == IpPacket ? icmp::decodeIpPacket(b)
-            : decoder == IcmpMessage               ? icmp::decodeIcmpMessage(b)
-                                                   : icmp::decodeIcmpv6Message(b);
-        QCOMPARE(d.verdict, verdict);
-        if (verdict != icmp::Verdict::Answer)
-            return;
         QFETCH(icmp::AnswerKind, kind);
         QFETCH(int, dataSize);
         QFETCH(quint32, mtu);
-        QCOMPARE(d.answer.kind, kind);
-        QCOMPARE(std::tuple(d.answer.identifier, d.answer.sequence, d.answer.dataSize, d.answer.mtu),
-                 std::tuple(quint16(0x1234), quint16(7), dataSize, mtu));
-        if (decoder == IpPacket) {
-            const bool echo = kind == icmp::AnswerKind::EchoReply;
-            QCOMPARE(d.answer.source, QHostAddress(echo ? kTarget : kRouter));
-            QCOMPARE(d.answer.ttl, echo ? 59 : 62);
-            QCOMPARE(d.answer.probeDestination, echo ? QHostAddress() : QHostAddress(kTarget));
-        }
+        const auto decode = decoder == IpPacket ? icmp::decodeIpPacket : decoder == IcmpMessage ? icmp::decodeIcmpMessage : icmp::decodeIcmpv6Message;
+        const icmp::Decoded d = decode(icmp::bytesOf(bytes));
+        QCOMPARE(d.verdict, verdict);
+        const icmp::Answer& a = d.answer;
+        const bool echo = kind == icmp::AnswerKind::EchoReply;
+        if (verdict == icmp::Verdict::Answer)
+            QCOMPARE(std::tuple(a.kind, a.identifier, a.sequence, a.dataSize, a.mtu), std::tuple(kind, quint16(0x1234), quint16(7), dataSize, mtu));
+        if (verdict == icmp::Verdict::Answer && decoder == IpPacket)
+            QCOMPARE(std::tuple(a.source, a.ttl, a.probeDestination),
+                     std::tuple(QHostAddress(echo ? kTarget : kRouter), echo ? 59 : 62, echo ? QHostAddress() : QHostAddress(kTarget)));
     }
 
     // Fault caught: a link-local or multicast IPv6 address losing its interface on the way to the
@@ -136,20 +127,18 @@ private slots:
         socklen_t length = 0;
         const sockaddr_storage s = sockets_layer::socketAddress(address, length);
         const auto* sa = reinterpret_cast<const sockaddr*>(&s);
-        if (scopeIndex < 0)
-            QCOMPARE(std::pair(int(s.ss_family), length), std::pair(AF_INET, socklen_t(sizeof(sockaddr_in))));
-        else
-            QCOMPARE(std::tuple(int(s.ss_family), length, reinterpret_cast<const sockaddr_in6*>(sa)->sin6_scope_id),
-                     std::tuple(AF_INET6, socklen_t(sizeof(sockaddr_in6)), uint32_t(scopeIndex)));
+        const bool v4 = scopeIndex < 0;
+        QCOMPARE(std::tuple(int(s.ss_family), length, v4 ? 0 : reinterpret_cast<const sockaddr_in6*>(sa)->sin6_scope_id),
+                 std::tuple(v4 ? AF_INET : AF_INET6, socklen_t(v4 ? sizeof(sockaddr_in) : sizeof(sockaddr_in6)), uint32_t(std::max(scopeIndex, 0))));
         // Back again, with the interface's name where it has one, and through the resolver.
-        const QHostAddress back = sockets_layer::hostAddress(sa, length);
-        QCOMPARE(std::pair(back.toString(), back.scopeId()), std::pair(address.toString(), address.scopeId()));
+        const auto seen = [](const QHostAddress& a) { return a.toString() + '%' + a.scopeId(); };
+        QCOMPARE(seen(sockets_layer::hostAddress(sa, length)), seen(address));
         QVERIFY(sockets_layer::hostAddress(sa, length - 1).isNull());
         std::optional<QHostAddress> resolved;
         QObject context;
         SystemNameLookup().addressOf(text, &context, [&](std::optional<QHostAddress> a) { resolved = a.value_or(QHostAddress()); });
         QTRY_VERIFY(resolved.has_value());
-        QCOMPARE(std::pair(resolved->toString(), resolved->scopeId()), std::pair(address.toString(), address.scopeId()));
+        QCOMPARE(seen(*resolved), seen(address));
     }
 
     // Fault caught: a checksum routers reject (RFC 1071's example; an odd length); trip times with
