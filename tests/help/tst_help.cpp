@@ -228,8 +228,11 @@ private slots:
             return shown;
         };
         desk.registerApplication(type, "pl-app.desktop", name, exec);
-        if (removed == QLatin1String("browser"))   // a browser as well: only the topic's page goes there
-            desk.registerApplication("text/html", "pl-browser.desktop", name = "browser", "%1 %u"), removed.clear();
+        if (removed == QLatin1String("browser")) {   // a browser as well: only the topic's page goes there
+            desk.registerApplication("text/html", "pl-browser.desktop", "browser", "%1 %u");
+            name = "browser";
+            removed.clear();
+        }
         QVERIFY(removed.isEmpty() || QFile::remove(desk.folder + removed) || QDir(desk.folder + removed).removeRecursively());
         const QString shown = pressF1(page);
         QCOMPARE(want.endsWith('\n') ? shown : desk.recorded(name).join(' '), want.replace("%1", chm).replace("%2", desk.folder));

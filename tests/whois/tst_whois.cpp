@@ -182,7 +182,8 @@ private slots:
             // A screen reader gets the whole text; a copy of it all carries no cut made for layout.
             const auto reader = QAccessible::queryAccessibleInterface(page.textBox())->textInterface();
             QCOMPARE(reader->characterCount(), page.textBox()->document()->characterCount() - 1);
-            page.textBox()->selectAll(), page.textBox()->copy();
+            page.textBox()->selectAll();
+            page.textBox()->copy();
             QCOMPARE(QGuiApplication::clipboard()->text().size(), qsizetype(endless ? shownChars + 2 : shownChars));
         }
     }
@@ -256,7 +257,8 @@ private slots:
         QtTimer timer;
         int ticks = 0;
         QObject::connect(&timer, &Timer::tick, [&] { ++ticks; });
-        timer.setInterval(50), timer.setEnabled(true);
+        timer.setInterval(50);
+        timer.setEnabled(true);
         QTRY_COMPARE(ticks, 1);
         timer.setEnabled(false), QTest::qWait(150);
         QCOMPARE(ticks, 1);
