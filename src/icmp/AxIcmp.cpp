@@ -8,7 +8,6 @@
 #include "platform/NameLookup.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
 
 #include <arpa/inet.h>
 
@@ -131,16 +130,7 @@ void AxIcmp::retire(ProbeRun* run)
 
 QString AxIcmp::faultText(const RunReport& report) const
 {
-    switch (report.fault) {
-    case icmp::Fault::NoSocketPermission:
-        // The file a setcap must name: the program itself, not a launcher link to it.
-        return icmp::faultText(report.fault, report.errorNumber,
-                               QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath());
-    case icmp::Fault::SocketSetupFailed:
-        return icmp::faultText(report.fault, report.errorNumber, QString::fromLatin1(report.option));
-    default:
-        return icmp::faultText(report.fault, report.errorNumber, m_hostAddress);
-    }
+    return icmp::runFaultText(report, m_hostAddress);
 }
 
 bool AxIcmp::deliver(const RunReport& report, const QString& name)

@@ -3,6 +3,7 @@
 #include "IcmpPacket.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <cmath>
@@ -136,6 +137,19 @@ QString timedOutText()
 QString successText()
 {
     return tr("Success");
+}
+
+QString runFaultText(const RunReport& report, const QString& host)
+{
+    switch (report.fault) {
+    case Fault::NoSocketPermission:
+        return faultText(report.fault, report.errorNumber,
+                         QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath());
+    case Fault::SocketSetupFailed:
+        return faultText(report.fault, report.errorNumber, QString::fromLatin1(report.option));
+    default:
+        return faultText(report.fault, report.errorNumber, host);
+    }
 }
 
 } // namespace icmp

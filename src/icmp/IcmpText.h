@@ -18,6 +18,9 @@ QString errorFromText(Family family, quint8 type, quint8 code, const QHostAddres
 // `detail`: the host for HostNotFound and TransmitFailed, the option for SocketSetupFailed,
 // the program's own file for NoSocketPermission.
 QString faultText(Fault fault, int errorNumber, const QString& detail = {});
+// A run's fault as the user reads it, with what to change; `host` as the user typed it. A missing
+// permission names the program's own file, which a setcap must name, not a launcher link to it.
+QString runFaultText(const RunReport& report, const QString& host);
 QString timedOutText();
 QString successText();
 

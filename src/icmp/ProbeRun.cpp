@@ -79,6 +79,16 @@ qint64 ProbeRun::now() const
     return m_adapters.clock->monotonicNs();
 }
 
+qint64 ProbeRun::realtimeNow() const
+{
+    return m_adapters.clock->realtimeNs();
+}
+
+void ProbeRun::forgetProbes(int owner)
+{
+    m_probes.removeIf([owner](const auto& entry) { return entry.value().owner == owner; });
+}
+
 int ProbeRun::sendProbe(int ttl, int owner, int probe)
 {
     const quint16 sequence = m_nextSequence++;

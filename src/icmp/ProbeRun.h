@@ -84,6 +84,11 @@ protected:
     void finish();
     void countIgnored(icmp::IgnoredReason reason) { m_ignored.add(reason); }
     qint64 now() const;
+    qint64 realtimeNow() const;
+    // Forgets the probes sent for `owner`: a later answer to one of them is unknown.
+    void forgetProbes(int owner);
+    // Sets the alarm again after a change of plan outside onReply() and onTime().
+    void onAlarmSoon() { reschedule(); }
     const QHostAddress& target() const { return m_target; }
     bool probing() const { return m_socket != nullptr && !m_stopped; }
 
