@@ -28,7 +28,16 @@ constexpr int kAttempts = 8;
 constexpr int kTtlNotSet = -2;
 
 // Raw sockets opened at start, while the process still had CAP_NET_RAW: [0] IPv4, [1] IPv6.
-int g_startupRaw[2] = {-1, -1};
+// Every raw socket gets its own copy of each ICMP packet, but runs that shared one socket (or
+// duplicates of it) would take each other's answers off its one queue: a monitor beside a trace
+// would show loss that is not there. So each run at a time has a socket of its own from this pool;
+// an idle one blocks every ICMP type, so nothing queues up in it meanwhile.
+constexpr int kRawPool = 8;
+struct RawPool {
+    int fd[kRawPool] = {-1, -1, -1, -1, -1, -1, -1, -1};
+    bool busy[kRawPool] = {};
+};
+RawPool g_startupRaw[2];
 
 int slotOf(int family)
 {
@@ -79,8 +88,20 @@ bool enableAll(int fd, std::initializer_list<Option> options, IcmpSocketOpen& re
     return true;
 }
 
-// A raw socket kept since start sees every ICMP packet of the host: what queued up while
-// no run used it is old news.
+// What an idle pooled socket lets through: nothing.
+void blockEverything(int fd, int family)
+{
+    if (family == AF_INET6) {
+        icmp6_filter filter;
+        ICMP6_FILTER_SETBLOCKALL(&filter);
+        ::setsockopt(fd, IPPROTO_ICMPV6, ICMP6_FILTER, &filter, sizeof filter);
+    } else {
+        icmp_filter filter{~0U};
+        ::setsockopt(fd, SOL_RAW, ICMP_FILTER, &filter, sizeof filter);
+    }
+}
+
+// A raw socket that was idle may still hold what arrived before its filter closed: old news.
 void drain(int fd)
 {
     char scratch[kReadBuffer];
@@ -88,16 +109,51 @@ void drain(int fd)
     }
 }
 
-int rawSocket(int family)
+// A raw socket for one run: a free one of the pool (`pooled` set), or, without the privilege, a
+// new one, which fails with EPERM. With every pooled socket busy: EMFILE.
+int rawSocket(int family, bool& pooled)
 {
-    const int kept = g_startupRaw[slotOf(family)];
-    if (kept < 0)
-        return openSocket(family, SOCK_RAW);
-    const int fd = ::fcntl(kept, F_DUPFD_CLOEXEC, 0);
-    if (fd < 0)
-        return -errno;
-    drain(fd);
-    return fd;
+    RawPool& pool = g_startupRaw[slotOf(family)];
+    pooled = false;
+    bool any = false;
+    for (int i = 0; i < kRawPool; ++i) {
+        any |= pool.fd[i] >= 0;
+        if (pool.fd[i] >= 0 && !pool.busy[i]) {
+            pool.busy[i] = pooled = true;
+            drain(pool.fd[i]);
+            return pool.fd[i];
+        }
+    }
+    return any ? -EMFILE : openSocket(family, SOCK_RAW);
+}
+
+// The pool's slot of a socket in use; -1 when `fd` is none of the pool's.
+int poolSlotOf(int fd, int family)
+{
+    const RawPool& pool = g_startupRaw[slotOf(family)];
+    for (int i = 0; i < kRawPool; ++i) {
+        if (pool.fd[i] == fd && pool.busy[i])
+            return i;
+    }
+    return -1;
+}
+
+// Gives a pooled socket back; false when `fd` is none of the pool's.
+bool returnToPool(int fd, int family)
+{
+    const int i = poolSlotOf(fd, family);
+    if (i < 0)
+        return false;
+    blockEverything(fd, family);
+    g_startupRaw[slotOf(family)].busy[i] = false;
+    return true;
+}
+
+// A pooled socket that was closed: its slot stays empty.
+void leavePool(int fd, int family)
+{
+    if (const int i = poolSlotOf(fd, family); i >= 0)
+        g_startupRaw[slotOf(family)].fd[i] = -1;
 }
 
 bool dropAllCapabilities()
@@ -127,9 +183,13 @@ bool openRawSocketsAndDropCapabilities()
         }
         if (!notAllowedHere(-datagram))
             continue;
-        const int raw = openSocket(family, SOCK_RAW);
-        if (raw >= 0)
-            g_startupRaw[slotOf(family)] = raw;
+        for (int i = 0; i < kRawPool; ++i) {
+            const int raw = openSocket(family, SOCK_RAW);
+            if (raw < 0)
+                break;
+            blockEverything(raw, family);
+            g_startupRaw[slotOf(family)].fd[i] = raw;
+        }
     }
     return dropAllCapabilities();
 }
@@ -159,7 +219,8 @@ IcmpSocketOpen LinuxIcmpSocketFactory::open(QAbstractSocket::NetworkLayerProtoco
     if (!notAllowedHere(result.datagramErrno))
         return result;
     // Raw needs CAP_NET_RAW, which only the sockets opened at start still have.
-    fd = rawSocket(family);
+    bool pooled = false;
+    fd = rawSocket(family, pooled);
     if (fd < 0) {
         result.rawErrno = -fd;
         return result;
@@ -185,6 +246,8 @@ IcmpSocketOpen LinuxIcmpSocketFactory::open(QAbstractSocket::NetworkLayerProtoco
                             : enableAll(fd, {{SOL_SOCKET, SO_TIMESTAMPNS, "SO_TIMESTAMPNS"}}, result);
     if (options)
         result.socket = std::make_unique<LinuxIcmpSocket>(fd, IcmpSocket::SocketType::Raw, family);
+    else if (pooled)   // enableAll closed it
+        leavePool(fd, family);
     return result;
 }
 
@@ -201,7 +264,8 @@ LinuxIcmpSocket::LinuxIcmpSocket(int fd, SocketType type, int addressFamily)
 LinuxIcmpSocket::~LinuxIcmpSocket()
 {
     m_notifier->setEnabled(false);
-    ::close(m_fd);
+    if (m_type != SocketType::Raw || !returnToPool(m_fd, m_family))
+        ::close(m_fd);
 }
 
 int LinuxIcmpSocket::send(const QHostAddress& destination, int ttl, const QByteArray& icmpMessage)

@@ -14,10 +14,11 @@
 
 namespace {
 
-// --probe ping|trace HOST [--raw] [--runs N]: drives the real ICMP control
+// --probe ping|trace HOST [--raw] [--runs N] [--beside]: drives the real ICMP control
 // and prints its events, then after each run "stats|socket kind|elapsed ms|socket still open".
 // Like the program, it first takes its raw sockets and drops its capabilities; --raw instead
-// keeps root's privilege and uses a raw socket only.
+// keeps root's privilege and uses a raw socket only. --beside runs a second control the same way
+// at the same time, silently; the probe fails (5) unless it too got an answer to every echo.
 int probe(int argc, char** argv)
 {
     const bool rawOnly = QByteArrayList(argv, argv + argc).contains("--raw");
@@ -47,9 +48,16 @@ int probe(int argc, char** argv)
     });
     QTimer::singleShot(60000, &app, [&] { app.exit(3); });   // a run that never ends fails
 
+    AxIcmp beside(interfaces, IcmpAdapters{&sockets, &clock, &names});
+    int besideAnswers = 0;
+    QObject::connect(&beside, &IcmpControl::PingData, [&] { ++besideAnswers; });
     control.setHostAddress(args.value(2));
+    beside.setHostAddress(args.value(2));
+    if (args.contains("--beside"))
+        beside.Ping();
     start();
-    return app.exec();
+    const int status = app.exec();
+    return status == 0 && args.contains("--beside") && besideAnswers != 4 ? 5 : status;
 }
 
 // A run: its name; node, user and the probe's arguments; the rows ('#' stands for a trip time,
@@ -77,6 +85,8 @@ const QList<Run>& runs()
             {"datagramPing6", "h nobody ping 2001:db8:5::2", QStringList(4, "P|2001:db8:5::2|target.path.test|#|32|60"),
              "datagram", 3000, 4000},
             {"capabilityPing", "t cap ping 127.0.0.1", loopback, "raw", 2900, 4000},
+            // Two runs at once on raw sockets: neither takes the other's answers.
+            {"rawPingsBeside", "t root ping 127.0.0.1 --beside", loopback, "raw", 2900, 4000},
             // The unspecified address: the kernel sends to this host, which answers from loopback.
             {"unspecifiedPing", "h nobody ping 0.0.0.0", loopback, "datagram", 2900, 4000},
             {"denied", "t nobody ping 127.0.0.1",
