@@ -72,10 +72,6 @@ const QList<Run>& runs()
         const QStringList loopback(4, "P|127.0.0.1|localhost|#|32|64"), lost(4, "E|Request timed out");
         return QList<Run>{
             {"rawPing", "t root ping 127.0.0.1 --raw", loopback, "raw", 2900, 4000},
-            {"datagramPing", "h nobody ping target.path.test", QStringList(4, "P|198.18.5.2|target.path.test|#|32|60"),
-             "datagram", 3000, 4000},
-            {"datagramPing6", "h nobody ping 2001:db8:5::2", QStringList(4, "P|2001:db8:5::2|target.path.test|#|32|60"),
-             "datagram", 3000, 4000},
             {"capabilityPing", "t cap ping 127.0.0.1", loopback, "raw", 2900, 4000},
             {"denied", "t nobody ping 127.0.0.1",
              {"E|Not allowed to send ICMP~net.ipv4.ping_group_range~setcap cap_net_raw+ep /~/tst_icmp_real"}, "~", 0, 1000},
