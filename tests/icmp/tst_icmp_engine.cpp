@@ -126,14 +126,11 @@ private slots:
             {.trace = false, .path = "-", .v6 = true, .datagram = true, .extra = echoFrom("2001:db8:7::7"), .target = "ff02::1",
              .rows = times(4, "P|2001:db8:7::7||0.25 ms|32|61")},
             {.trace = false, .path = "-", .extra = echoFrom("198.18.9.9"), .target = "0.0.0.0", .rows = lost},
-            {.trace = false, .path = "-", .v6 = true, .datagram = true, .extra = echoFrom("2001:db8:9::9"), .target = "::", .rows = lost},
             {.trace = false, .path = "-", .extra = echoFrom("127.0.0.1"), .target = "198.18.1.1", .rows = lost},
             // Fault caught: a ping at the wrong pace, a reply mis-timed (not the kernel's stamp), mislabelled,
             // from elsewhere or after its two seconds listed; rows out of arrival order; a socket kept.
             {.trace = false, .path = "-", .extra = paced, .rows = {"P|198.18.1.1|target.test|0.25 ms|32|61", "E|Request timed out",
-             "E|Destination net unreachable (from 198.18.3.1)", "E|Request timed out", "C"}, .atMs = {0.25, 3000, 3000.75, 4000, 4000}},
-            {.trace = false, .path = "-", .v6 = true, .datagram = true, .extra = paced, .rows = {"P|2001:db8:1::1|target.test|0.25 ms|32|61",
-             "E|Request timed out", "E|Destination net unreachable (from 2001:db8:3::1)", "E|Request timed out", "C"}, .atMs = {0.25, 3000, 3000.75, 4000, 4000}}};
+             "E|Destination net unreachable (from 198.18.3.1)", "E|Request timed out", "C"}, .atMs = {0.25, 3000, 3000.75, 4000, 4000}}};
         for (const Case& c : cases) {
             World w(c.path, c.v6, c.datagram);
             w.extra = c.extra;

@@ -1,5 +1,5 @@
 // The real ICMP engine on the lab's five-hop path, 5 ms per link direction (lab/netlab.sh): r3
-// silent, 198.19.88.88 refused, 198.19.99.99 a black hole, 198.19.66.66 answered by a forger
+// silent, 198.19.88.88 refused, 198.19.66.66 silent but answered by a forger
 // (lab/forger.py: strangers' replies and errors, a "too big" the probe fits, a late reply). Each
 // run is this program with --probe in a namespace, as root, nobody, or nobody with cap_net_raw; all at once.
 #include "NetLab.h"
@@ -80,25 +80,16 @@ const QList<Run>& runs()
         const QStringList loopback(4, "P|127.0.0.1|localhost|#|32|64"), lost(4, "E|Request timed out");
         return QList<Run>{
             {"rawPing", "t root ping 127.0.0.1 --raw", loopback, "raw", 2900, 4000},
-            {"datagramPing", "h nobody ping target.path.test", QStringList(4, "P|198.18.5.2|target.path.test|#|32|60"),
-             "datagram", 3000, 4000},
-            {"datagramPing6", "h nobody ping 2001:db8:5::2", QStringList(4, "P|2001:db8:5::2|target.path.test|#|32|60"),
-             "datagram", 3000, 4000},
             {"capabilityPing", "t cap ping 127.0.0.1", loopback, "raw", 2900, 4000},
             // Two runs at once on raw sockets: neither takes the other's answers.
             {"rawPingsBeside", "t root ping 127.0.0.1 --beside", loopback, "raw", 2900, 4000},
-            // The unspecified address: the kernel sends to this host, which answers from loopback.
-            {"unspecifiedPing", "h nobody ping 0.0.0.0", loopback, "datagram", 2900, 4000},
             {"denied", "t nobody ping 127.0.0.1",
              {"E|Not allowed to send ICMP~net.ipv4.ping_group_range~setcap cap_net_raw+ep /~/tst_icmp_real"}, "~", 0, 1000},
             {"unreachablePing", "h root ping 198.19.88.88 --raw", QStringList(4, "E|" + refused + " (from 198.18.5.2)"),
              "raw", 3000, 4000},
-            {"blackHolePing", "h nobody ping 198.19.99.99", lost, "datagram", 4900, 5600},
             {"datagramTrace", "h nobody trace target.path.test", hopsTo4(false) << target + "Success", "datagram", 300, 700},
             {"datagramTrace6", "h nobody trace target6.path.test", hopsTo4(true) << target6 + "Success", "datagram", 300, 700},
             {"rawTrace6", "h root trace 2001:db8:88::88 --raw", hopsTo4(true) << target6 + refused, "raw", 300, 700},
-            {"unreachableTrace", "h nobody trace 198.19.88.88", hopsTo4(false) << target + refused, "datagram", 300, 700},
-            {"blackHoleTrace", "h nobody trace 198.19.99.99", hole, "datagram", 1950, 2500},
             {"forgedPing", "h nobody ping 198.19.66.66", lost, "datagram", 4900, 5600},
             {"forgedTrace", "h nobody trace 198.19.66.66", hole, "datagram", 1950, 2500},
             // The routers' own ICMP rate limits, as real ones have: two traces in a row both see every hop.
@@ -159,15 +150,10 @@ private slots:
         QVERIFY(p.waitForFinished(20000));
         QCOMPARE(p.readAllStandardOutput().trimmed(), QByteArray("packet socket: Operation not permitted"));
     }
-    void cleanupTestCase()
-    {
-        m_lab.reset();
-        m_limited.reset();
-    }
 
     // Fault caught: a socket path failing or a user without any not told what to change; wrong rows
     // or timing on real sockets, IPv4 and IPv6; forged answers shown (a forged "too big" ending a
-    // trace at hop 1); 0.0.0.0 or :: timing out; a rate limit hiding a hop.
+    // trace at hop 1), or a silent target not timed out; a rate limit hiding a hop.
     void run_data()
     {
         QTest::addColumn<int>("index");

@@ -7,7 +7,6 @@
 #include "whois/Whois.h"
 
 #include <QAccessible>
-#include <QClipboard>
 #include <QMessageBox>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -98,17 +97,14 @@ long peakKb()
 class TestWhois : public QObject {
     Q_OBJECT
 private slots:
-    // Catches a cut splitting a UTF-8 letter (the whole answer would turn Latin-1) or passing the cap.
+    // Catches a cut splitting a UTF-8 letter of any length (the whole answer would turn Latin-1) or passing the cap.
     void answerCut()
     {
         const std::tuple<QByteArray, int, int> cuts[] = {{"abc", 5, 3}, {"abcd\xc3\xbc", 5, 4}, {"abc\xc3\xbcx", 5, 5},
-                                                         {"ab\xf0\x9f\x8c\x8d", 5, 2}, {"a\xa9\xa9\xa9\xa9\xa9", 4, 4}};
+                                                         {"ab\xf0\x9f\x8c\x8d", 5, 2}, {"a\xa9\xa9\xa9\xa9\xa9", 4, 4},
+                                                         {"ab\xe2\xac\x82", 4, 2}};
         for (const auto& [bytes, cap, kept] : cuts)
             QCOMPARE(whois::answerCut(bytes, cap), qsizetype(kept));
-        // Where the complete part of a stream ends: before a letter it has not finished.
-        const std::tuple<QByteArray, int> ends[] = {{"ab\xc3", 2}, {"ab\xc3\xbc", 4}, {"\xe2\x82", 0}, {"\xa9\xa9", 2}};
-        for (const auto& [bytes, end] : ends)
-            QCOMPARE(whois::utf8Boundary(bytes, bytes.size()), qsizetype(end));
         // Any bytes at all: tests/fuzz/fuzz_whois_answer.cpp.
     }
 
@@ -178,13 +174,9 @@ private slots:
                                     .arg(shownAfter).arg(peakAbove)));
 #endif
             QCOMPARE(page.onScreen().remove(u'\n').size(), shownChars);
-            QVERIFY(!page.onScreen().contains(QChar(0)));
-            // A screen reader gets the whole text; a copy of it all carries no cut made for layout.
+            // A screen reader gets the whole text. (A copy without layout cuts: tst_desktop's copyAndSave.)
             const auto reader = QAccessible::queryAccessibleInterface(page.textBox())->textInterface();
             QCOMPARE(reader->characterCount(), page.textBox()->document()->characterCount() - 1);
-            page.textBox()->selectAll();
-            page.textBox()->copy();
-            QCOMPARE(QGuiApplication::clipboard()->text().size(), qsizetype(endless ? shownChars + 2 : shownChars));
         }
     }
 
