@@ -150,6 +150,7 @@ QString CommandLine::usage()
     }
     return QStringLiteral(
         "Usage: pathlark [OPTION]\n"
+        "       pathlark --report HOST [--rounds N] [--interval SECONDS] [--format text|csv|json]\n"
         "Checks this computer's connection to the Internet: ping, traceroute, DNS lookup and whois.\n"
         "\n") + pages + QStringLiteral(
         "    --server NAME        the whois server to ask\n"
@@ -164,14 +165,14 @@ QString CommandLine::usage()
         "  --help                 show this help and exit\n"
         "  --version              show the version and exit\n"
         "\n"
-        "A value that starts with \"-\" is given as --ping=VALUE. Qt's own options (-platform, -style, ...)\n"
-        "work as in any Qt program. Press F1 in the window for help on each page.\n"
+        "A value that starts with \"-\" is given as --ping=VALUE (or --report=VALUE). Qt's own options\n"
+        "(-platform, -style, ...) work as in any Qt program. Press F1 in the window for help on each page.\n"
         "\n"
         "Report fields, per hop in csv and json: hop, address, name, sent, received, loss (percent),\n"
         "last, avg, best, worst, stdev, jitter (milliseconds; empty in csv, null in json when nothing\n"
         "was received), rate_limited (true when the hop limits its replies rather than losing\n"
         "traffic) and others (the other responders at that hop with their replies). The json object\n"
-        "also holds target, address, rounds, interval (seconds) and verdict; address and name are\n"
-        "null for a silent hop or a hop without a name.\n"
+        "also holds target, address, rounds, interval (seconds) and verdict; a hop's address is null\n"
+        "when it never answered, its name when it has none.\n"
         "Exit status: 0 done, 1 the host is unknown or no ICMP socket could be opened, 2 bad options.\n");
 }
