@@ -3,6 +3,7 @@
 #include "AppIcon.h"
 #include "CommandLine.h"
 #include "Form1.h"
+#include "HeadlessReport.h"
 #include "Module1.h"
 #include "RealPlatform.h"
 
@@ -52,6 +53,8 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
     case CommandLine::Action::Refuse:
         std::fprintf(stderr, "pathlark: %s\nTry 'pathlark --help' for the options.\n", qPrintable(line.error));
         return 2;
+    case CommandLine::Action::Report:
+        return runHeadlessReport(argc, argv, line);   // no window, so no display needed
     case CommandLine::Action::OpenWindow:
         break;
     }
@@ -78,6 +81,8 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
         // From the event loop, once the window shows, as the user's own click would come.
         QTimer::singleShot(0, &form, [&form, &line] { form.openPage(line.page, line.host, line.start, line.server, line.port); });
     }
+    if (!line.monitorHost.isEmpty())
+        QTimer::singleShot(0, &form, [&form, &line] { form.openMonitor(line.monitorHost); });
     const int status = app.exec();
     form.Form_Terminate();
     return status;

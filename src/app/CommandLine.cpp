@@ -2,6 +2,8 @@
 
 #include "PageRegistry.h"
 
+#include <algorithm>
+
 namespace {
 
 // Qt's own options that take a value (QGuiApplication and QApplication): the value goes with them.
@@ -20,6 +22,38 @@ QString pageOptionList()
     return options.join(QLatin1String(", ")) + QLatin1String(" and ") + last;
 }
 
+// Why `host` cannot be watched; empty when it can.
+QString hostProblem(const QString& option, const QString& host)
+{
+    if (host.isEmpty())
+        return QStringLiteral("option --%1 needs a host").arg(option);
+    if (std::ranges::any_of(host, [](QChar c) { return c.isSpace(); }))
+        return QStringLiteral("the host \"%1\" contains blanks").arg(host);
+    return {};
+}
+
+// The value of --rounds, --interval or --format in `line`; the reason it is refused otherwise.
+QString takeReportValue(CommandLine& line, const QString& name, const QString& value)
+{
+    bool ok = false;
+    if (name == QLatin1String("rounds")) {
+        line.rounds = value.toInt(&ok);
+        if (!ok || line.rounds < 1 || line.rounds > CommandLine::kMaxRounds)
+            return QStringLiteral("--rounds must be a whole number from 1 to %1, not \"%2\"").arg(CommandLine::kMaxRounds).arg(value);
+    } else if (name == QLatin1String("interval")) {
+        line.intervalSeconds = value.toDouble(&ok);
+        if (!ok || !(line.intervalSeconds >= 0.1 && line.intervalSeconds <= 60))
+            return QStringLiteral("--interval must be a number of seconds from 0.1 to 60, not \"%1\"").arg(value);
+    } else {
+        static const QStringList formats{"text", "csv", "json"};
+        const qsizetype format = formats.indexOf(value);
+        if (format < 0)
+            return QStringLiteral("--format must be text, csv or json, not \"%1\"").arg(value);
+        line.format = CommandLine::Format(format);
+    }
+    return {};
+}
+
 } // namespace
 
 CommandLine CommandLine::parse(const QStringList& arguments)
@@ -30,6 +64,7 @@ CommandLine CommandLine::parse(const QStringList& arguments)
         line.error = why;
         return line;
     };
+    bool reportOptions = false;   // --rounds, --interval or --format seen
     for (qsizetype i = 1; i < arguments.size(); ++i) {
         const QString& argument = arguments[i];
         if (!argument.startsWith(u'-'))
@@ -69,6 +104,21 @@ CommandLine CommandLine::parse(const QStringList& arguments)
             (name == QLatin1String("server") ? line.server : line.port) = value;
             continue;
         }
+        if (name == QLatin1String("monitor") || name == QLatin1String("report")) {
+            takeValue(false);
+            if (const QString why = hostProblem(name, value); !why.isEmpty())
+                return refuse(why);
+            (name == QLatin1String("monitor") ? line.monitorHost : line.reportHost) = value;
+            continue;
+        }
+        if (name == QLatin1String("rounds") || name == QLatin1String("interval") || name == QLatin1String("format")) {
+            if (!takeValue(true))
+                return refuse(QStringLiteral("option --%1 needs a value").arg(name));
+            if (const QString why = takeReportValue(line, name, value); !why.isEmpty())
+                return refuse(why);
+            reportOptions = true;
+            continue;
+        }
         const PageEntry* page = pageWithOption(name);
         if (!page || !argument.startsWith(QLatin1String("--")))
             return refuse(QStringLiteral("unknown option \"%1\"").arg(argument));
@@ -80,6 +130,14 @@ CommandLine CommandLine::parse(const QStringList& arguments)
     }
     if ((!line.server.isNull() || !line.port.isNull()) && line.page != Page::Whois)
         return refuse(QStringLiteral("--server and --port go with --whois"));
+    if (reportOptions && line.reportHost.isNull())
+        return refuse(QStringLiteral("--rounds, --interval and --format go with --report"));
+    if (!line.reportHost.isNull()) {
+        // The report runs with no window: nothing of the window's may come with it.
+        if (line.page != Page::Window || !line.monitorHost.isNull())
+            return refuse(QStringLiteral("--report runs without a window; give it alone"));
+        line.action = Action::Report;
+    }
     return line;
 }
 
@@ -92,13 +150,29 @@ QString CommandLine::usage()
     }
     return QStringLiteral(
         "Usage: pathlark [OPTION]\n"
+        "       pathlark --report HOST [--rounds N] [--interval SECONDS] [--format text|csv|json]\n"
         "Checks this computer's connection to the Internet: ping, traceroute, DNS lookup and whois.\n"
         "\n") + pages + QStringLiteral(
         "    --server NAME        the whois server to ask\n"
         "    --port N             the port it listens on\n"
+        "  --monitor HOST         open the window with a path monitor watching HOST\n"
+        "  --report HOST          watch HOST with no window for a number of rounds, print\n"
+        "                         the report on stdout and exit\n"
+        "    --rounds N           how many rounds (1 to 100000; default 10)\n"
+        "    --interval SECONDS   the time between rounds (0.1 to 60; default 1)\n"
+        "    --format FORMAT      text (default; columns like mtr -r and the verdict), csv\n"
+        "                         (a header line, then one line per hop) or json (one object)\n"
         "  --help                 show this help and exit\n"
         "  --version              show the version and exit\n"
         "\n"
-        "A value that starts with \"-\" is given as --ping=VALUE. Qt's own options (-platform, -style, ...)\n"
-        "work as in any Qt program. Press F1 in the window for help on each page.\n");
+        "A value that starts with \"-\" is given as --ping=VALUE (or --report=VALUE). Qt's own options\n"
+        "(-platform, -style, ...) work as in any Qt program. Press F1 in the window for help on each page.\n"
+        "\n"
+        "Report fields, per hop in csv and json: hop, address, name, sent, received, loss (percent),\n"
+        "last, avg, best, worst, stdev, jitter (milliseconds; empty in csv, null in json when nothing\n"
+        "was received), rate_limited (true when the hop limits its replies rather than losing\n"
+        "traffic) and others (the other responders at that hop with their replies). The json object\n"
+        "also holds target, address, rounds, interval (seconds) and verdict; a hop's address is null\n"
+        "when it never answered, its name when it has none.\n"
+        "Exit status: 0 done, 1 the host is unknown or no ICMP socket could be opened, 2 bad options.\n");
 }

@@ -38,6 +38,8 @@ public:
     // Brings page `page` to the front; with `start`, fills its box with `host` (and the whois
     // server and port where given) and presses its button, as the user would.
     void openPage(Page page, const QString& host, bool start, const QString& server = {}, const QString& port = {});
+    // Opens a path monitor window watching `host` as typed.
+    void openMonitor(const QString& host);
 
     // Seams for tests: the shared state as start-up, page switches and F1 left it, the button
     // Enter presses, and the folder the help files are looked for in.

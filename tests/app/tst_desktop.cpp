@@ -167,6 +167,22 @@ private slots:
         }
     }
 
+    // Catches the monitor's and the report's options misread: a value dropped or taken from the
+    // next option, a default changed, the limits themselves refused.
+    void monitorAndReportOptions()
+    {
+        const std::pair<QStringList, QString> cases[] = {   // arguments; action page monitor report rounds interval format
+            {{"--report", "h"}, "3 -1  h 10 1 0"}, {{"--report=-x", "--format", "text"}, "3 -1  -x 10 1 0"},
+            {{"--report", "h", "--rounds", "100000", "--interval", "60", "--format", "json"}, "3 -1  h 100000 60 2"},
+            {{"--rounds=1", "--interval=0.1", "--format=csv", "--report", "h"}, "3 -1  h 1 0.1 1"},
+            {{"--traceroute", "a", "--monitor", "bücher.example"}, "0 1 bücher.example  10 1 0"}};
+        for (const auto& [arguments, parsed] : cases) {
+            const CommandLine l = CommandLine::parse(QStringList{"pathlark"} + arguments);
+            QCOMPARE(QStringLiteral("%1 %2 %3 %4 %5 %6 %7").arg(int(l.action)).arg(int(l.page)).arg(l.monitorHost, l.reportHost)
+                         .arg(l.rounds).arg(l.intervalSeconds).arg(int(l.format)), parsed);
+        }
+    }
+
     // Catches a page opened without its box filled, its action not started as a click would be,
     // or started when only the page was asked for.
     void openPage()
