@@ -54,7 +54,10 @@ def table(ours_path, mtr_path, time_path, rounds, mode, hop):
     hops, info = read_ours(ours_path)
     with open(mtr_path) as f:
         hubs = {int(h["count"]): h for h in json.load(f)["report"]["hubs"]}
-    print(f"  {'hop':>3}  {'address':<13} {'loss ours':>9} {'mtr':>6} {'diff':>6}   {'avg ours':>8} {'mtr':>7} {'diff':>6}")
+    # The avg difference is also given in standard errors of the difference (from both stdevs):
+    # a lab stalled by other work now and then shows outliers that move a mean by tenths of a ms.
+    print(f"  {'hop':>3}  {'address':<13} {'loss ours':>9} {'mtr':>6} {'diff':>6}   {'avg ours':>8} {'mtr':>7} "
+          f"{'diff':>6} {'(SEs)':>6}   {'best ours':>9} {'mtr':>7}   {'stdev ours':>10} {'mtr':>6}")
     loss_gaps, avg_gaps, behind = [], [], []
     for n in sorted(set(hops) | set(hubs)):
         o, m = hops.get(n, {}), hubs.get(n, {})
@@ -63,9 +66,16 @@ def table(ours_path, mtr_path, time_path, rounds, mode, hop):
         ma = number(m.get("Avg")) if ml is not None and ml < 100 else None
         dl = ol - ml if ol is not None and ml is not None else None
         da = oa - ma if oa is not None and ma is not None else None
+        os_, ms_ = number(o.get("stdev")), number(m.get("StDev"))
+        se = None
+        if da is not None and os_ is not None and ms_ is not None:
+            se = (os_ ** 2 / max(1, int(o["recv"])) + ms_ ** 2 / max(1, m["Snt"] * (100 - ml) / 100)) ** 0.5
         show = lambda v, f: format(v, f) if v is not None else "-"
         print(f"  {n:>3}  {o.get('address', m.get('host', '?')):<13} {show(ol, '9.1f')} {show(ml, '6.1f')} "
-              f"{show(dl, '+6.1f')}   {show(oa, '8.2f')} {show(ma, '7.2f')} {show(da, '+6.2f')}")
+              f"{show(dl, '+6.1f')}   {show(oa, '8.2f')} {show(ma, '7.2f')} {show(da, '+6.2f')} "
+              f"{show(da / se if se else None, '6.1f'):>6}   {show(number(o.get('best')) if oa else None, '9.2f')} "
+              f"{show(number(m.get('Best')) if ma else None, '7.2f')}   {show(os_ if oa else None, '10.2f')} "
+              f"{show(ms_ if ma else None, '6.2f')}")
         if dl is not None:
             loss_gaps.append((abs(dl), n))
         if da is not None:

@@ -19,8 +19,10 @@ repeats=${MONITOR_BENCH_REPEATS:-10}
 interval=0.2
 target=198.18.5.2
 lab=plb-mon-$$
-work=$(mktemp -d)
-trap 'bash "$root/lab/netlab.sh" down "$lab"; rm -rf "$work"' EXIT
+# Every tool's own output stays here after the run, for a closer look.
+work=$build/bench/monitor-out
+rm -rf "$work" && mkdir -p "$work"
+trap 'bash "$root/lab/netlab.sh" down "$lab"' EXIT
 bench=$build/bench/monitor_bench
 # Bounded: the rounds at their interval, plus margins for the last waits and mtr's grace time.
 limit=$(awk -v r="$rounds" -v i="$interval" 'BEGIN { printf "%d", r * i + 60 }')
@@ -81,6 +83,7 @@ verdicts() {
   echo "  named the right hop in $yes of $repeats: $([ "$yes" = "$repeats" ] && echo met || echo MISSED)"
 }
 
+echo "-- outputs of every tool go to $work"
 echo "-- (1) r1 drops 10% of forwarded ICMP each way; $rounds rounds at $interval s beside mtr -r -c $rounds -i $interval"
 lossy_link
 side_by_side lossy loss 2
