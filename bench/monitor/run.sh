@@ -13,7 +13,9 @@ root=$(cd "$here/../.." && pwd)
 if [ "$(id -u)" -ne 0 ]; then echo "monitor: skipped, needs root (network namespaces)"; exit 0; fi
 [ -x "$build/bench/monitor_bench" ] && [ -x "$build/lab/delay_holder" ] ||
   cmake --build "$build" --target monitor_bench delay_holder >/dev/null
-command -v mtr >/dev/null || { echo "monitor: mtr is missing (apt-get install mtr-tiny)"; exit 1; }
+for tool in mtr /usr/bin/time python3; do
+  command -v "$tool" >/dev/null || { echo "monitor: $tool is missing (scripts/setup.sh test installs it)"; exit 1; }
+done
 rounds=${MONITOR_BENCH_ROUNDS:-300}
 repeats=${MONITOR_BENCH_REPEATS:-10}
 interval=0.2
