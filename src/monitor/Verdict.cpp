@@ -61,7 +61,8 @@ void flagRateLimited(const PathModel& model, int last, QList<HopFlags>& flags)
 // the loss "carries on" to the target. The share named is that hop's loss less the loss of
 // the nearest answering hop before it that does not limit its replies (what the link in
 // between adds). Said as "Loss begins at hop k (ADDRESS) and reaches HOST: Y% of packets are
-// lost between hop k−1 and hop k." (for hop 1: "between this computer and hop 1").
+// lost between hop j and hop k.", j being that hop (k−1 unless it is silent or limits its
+// replies; "this computer" when no hop before k counts).
 int lossBegins(const PathModel& model, int targetHop, const QList<HopFlags>& flags)
 {
     const HopStats& target = model.hop(targetHop);
@@ -78,13 +79,15 @@ int lossBegins(const PathModel& model, int targetHop, const QList<HopFlags>& fla
     return begins;
 }
 
-double lossBefore(const PathModel& model, int hop, const QList<HopFlags>& flags)
+// The nearest answering hop before `hop` that does not limit its replies: the loss the link
+// after it is measured from. 0 (this computer, no loss) when there is none.
+int hopBefore(const PathModel& model, int hop, const QList<HopFlags>& flags)
 {
     for (int h = hop - 1; h >= 1; --h) {
         if (answered(model.hop(h)) && !flags[h - 1].rateLimited)
-            return model.hop(h).lossPercent();
+            return h;
     }
-    return 0.0;
+    return 0;
 }
 
 // ---- Rule: a step in delay -----------------------------------------------------------------
@@ -212,8 +215,10 @@ Verdict judge(const PathModel& model, const Target& target)
         v.kind = Verdict::Kind::LossBegins;
         v.hop = lossBegins(model, targetHop, flags);
         flags[v.hop - 1].lossBegins = true;
-        const double added = std::max(0.0, model.hop(v.hop).lossPercent() - lossBefore(model, v.hop, flags));
-        const QString before = v.hop == 1 ? QStringLiteral("this computer") : QStringLiteral("hop %1").arg(v.hop - 1);
+        // Measured from the nearest hop before that answers for itself, which is also the one named.
+        const int from = hopBefore(model, v.hop, flags);
+        const double added = std::max(0.0, model.hop(v.hop).lossPercent() - (from ? model.hop(from).lossPercent() : 0.0));
+        const QString before = from == 0 ? QStringLiteral("this computer") : QStringLiteral("hop %1").arg(from);
         v.text = QStringLiteral("Loss begins at hop %1 (%2) and reaches %3: %4% of packets are lost between %5 and hop %1.")
                      .arg(number(v.hop), addressOf(model.hop(v.hop)), target.host, percentText(added), before);
     }
