@@ -50,6 +50,7 @@ Form1::Form1(const Platform& platform, QWidget* parent)
     wireIcmp();
     wireDns();
     wireWhois();
+    wireMonitor();
     programFolder = QCoreApplication::applicationDirPath();
 
     qApp->installEventFilter(this);
@@ -58,6 +59,7 @@ Form1::Form1(const Platform& platform, QWidget* parent)
 
 Form1::~Form1()
 {
+    closeMonitors();
     qApp->removeEventFilter(this);
 }
 
@@ -124,7 +126,12 @@ void Form1::checkHost(QLineEdit* box, quint64& generation,
                       std::function<void(const QString& host, const HostCheck& answer)> then)
 {
     cutTrailingSlash(box);
-    const QString host = box->text();
+    checkHostText(box->text(), generation, std::move(then));
+}
+
+void Form1::checkHostText(const QString& host, quint64& generation,
+                          std::function<void(const QString& host, const HostCheck& answer)> then)
+{
     const quint64 check = ++generation;
     const auto answered = [this, host, check, &generation, then](const HostCheck& answer) {
         if (check != generation)   // the same button was pressed again meanwhile: the newest wins
