@@ -49,11 +49,11 @@ struct Drawing {
 } // namespace
 
 MonitorChart::MonitorChart(QWidget* parent)
-    : QChartView(parent)
+    : QChartView(new QChart, parent)   // owned by the view (a chart given later would be released, not deleted)
     , m_trips(new QLineSeries)
     , m_average(new QLineSeries)
-    , m_best(new QLineSeries)
-    , m_worst(new QLineSeries)
+    , m_best(new QLineSeries(this))   // the band's edges: the band does not own them
+    , m_worst(new QLineSeries(this))
     , m_band(new QAreaSeries(m_worst, m_best))
     , m_lost(new QScatterSeries)
     , m_time(new QDateTimeAxis)
@@ -62,7 +62,7 @@ MonitorChart::MonitorChart(QWidget* parent)
     setObjectName(QStringLiteral("MonitorChart"));
     setAccessibleName(tr("Round trips over time"));
     setRenderHint(QPainter::Antialiasing);
-    auto* chart = new QChart;   // owned by the view
+    QChart* chart = this->chart();
     chart->legend()->setAlignment(Qt::AlignBottom);
     m_trips->setName(tr("Round trip"));
     m_average->setName(tr("Average"));
@@ -85,7 +85,6 @@ MonitorChart::MonitorChart(QWidget* parent)
         s->attachAxis(m_time);
         s->attachAxis(m_ms);
     }
-    setChart(chart);
 }
 
 void MonitorChart::showHop(const monitor::PathModel& model, int hop)
