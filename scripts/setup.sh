@@ -8,11 +8,12 @@ set -euo pipefail
 
 profile=${1:-run}
 
+# Qt Charts' CMake package needs Qt's OpenGL one, which its -dev package does not pull in.
 # The help compiler is a 250 MB Free Pascal install: not part of the run set-up, which copies
 # the committed help/Pathlark.chm instead.
 run_packages=(
   cmake ninja-build g++ pkg-config
-  qt6-base-dev qt6-base-dev-tools libgl-dev
+  qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev libgl-dev
   fonts-liberation xdg-utils file
 )
 help_packages=(fp-utils-3.2.2)

@@ -25,10 +25,11 @@ QAction* addAction(QWidget* view, const QString& text, const QKeySequence& keys,
     return action;
 }
 
-// Writes `bytes` to `path` whole or not at all: an old file there stays as it was until the new one is
-// complete. Empty on success, else why not. Unbuffered, so a full disk is told by write() itself:
+} // namespace
+
+// Unbuffered, so a full disk is told by write() itself:
 // a failure first seen when a buffer is flushed at commit() would still replace the old file.
-QString save(const QString& path, const QByteArray& bytes)
+QString saveWhole(const QString& path, const QByteArray& bytes)
 {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
@@ -45,8 +46,6 @@ QString save(const QString& path, const QByteArray& bytes)
         return QString::fromLocal8Bit(std::strerror(errno));
     return file.commit() ? QString() : file.errorString();
 }
-
-} // namespace
 
 QString tableText(const ResultsTable& table, bool selectedOnly)
 {
@@ -77,7 +76,7 @@ void addCopyAndSave(QAbstractScrollArea* view, std::function<QString(bool all)> 
                                                 kProgramTitle + QObject::tr(" results.txt"));
         if (path.isEmpty())
             return;
-        if (const QString failure = save(path, text(true).toUtf8()); !failure.isEmpty())
+        if (const QString failure = saveWhole(path, text(true).toUtf8()); !failure.isEmpty())
             messages.show(view->window(), QObject::tr("Could not save %1: %2").arg(path, failure),
                           MessageBox::kExclamation, kProgramTitle);
     });

@@ -1,5 +1,7 @@
 #include "Form1.h"
 
+#include "AsciiHost.h"
+
 #include "AppIcon.h"
 #include "Label.h"
 #include "MultiLineTextBox.h"
@@ -50,6 +52,7 @@ Form1::Form1(const Platform& platform, QWidget* parent)
     wireIcmp();
     wireDns();
     wireWhois();
+    wireMonitor();
     programFolder = QCoreApplication::applicationDirPath();
 
     qApp->installEventFilter(this);
@@ -58,6 +61,7 @@ Form1::Form1(const Platform& platform, QWidget* parent)
 
 Form1::~Form1()
 {
+    closeMonitors();
     qApp->removeEventFilter(this);
 }
 
@@ -124,7 +128,12 @@ void Form1::checkHost(QLineEdit* box, quint64& generation,
                       std::function<void(const QString& host, const HostCheck& answer)> then)
 {
     cutTrailingSlash(box);
-    const QString host = box->text();
+    checkHostText(box->text(), generation, std::move(then));
+}
+
+void Form1::checkHostText(const QString& host, quint64& generation,
+                          std::function<void(const QString& host, const HostCheck& answer)> then)
+{
     const quint64 check = ++generation;
     const auto answered = [this, host, check, &generation, then](const HostCheck& answer) {
         if (check != generation)   // the same button was pressed again meanwhile: the newest wins
@@ -141,13 +150,7 @@ void Form1::checkHost(QLineEdit* box, quint64& generation,
 
 std::optional<QByteArray> Form1::asciiHost(const QString& typed)
 {
-    // ASCII text goes to the resolver as typed, which decides as it always has; a name in
-    // another script goes in its ASCII (IDNA) form, the one its zone holds.
-    const bool ascii = std::all_of(typed.cbegin(), typed.cend(), [](QChar c) { return c.unicode() < 0x80; });
-    if (ascii || QHostAddress(typed).protocol() != QAbstractSocket::UnknownNetworkLayerProtocol)
-        return typed.toUtf8();
-    const QByteArray ace = QUrl::toAce(typed);
-    return ace.isEmpty() ? std::nullopt : std::optional(ace);
+    return asciiHostName(typed);
 }
 
 void Form1::cutTrailingSlash(QLineEdit* box)

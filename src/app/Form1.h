@@ -6,6 +6,7 @@
 #include "platform/Resolver.h"
 #include "platform/SocketsLayer.h"
 
+#include <QPointer>
 #include <QWidget>
 
 #include <array>
@@ -14,6 +15,8 @@
 
 class IcmpControl;
 class Label;
+class MonitorWindow;
+struct HelpPage;
 class MultiLineTextBox;
 class QLineEdit;
 class QPushButton;
@@ -38,8 +41,11 @@ public:
     // Brings page `page` to the front; with `start`, fills its box with `host` (and the whois
     // server and port where given) and presses its button, as the user would.
     void openPage(Page page, const QString& host, bool start, const QString& server = {}, const QString& port = {});
-    // Opens a path monitor window watching `host` as typed.
+    // Opens a path monitor window for `host` as typed, once it is known to name a host; refused
+    // like the pages without a connection or with a host that does not resolve.
     void openMonitor(const QString& host);
+    // The monitor windows still open.
+    QList<MonitorWindow*> monitors() const;
 
     // Seams for tests: the shared state as start-up, page switches and F1 left it, the button
     // Enter presses, and the folder the help files are looked for in.
@@ -85,6 +91,9 @@ private:
     // checked (as typed) and the answer, unless a newer check of the same page (`generation`) came since.
     void checkHost(QLineEdit* box, quint64& generation,
                    std::function<void(const QString& host, const HostCheck& answer)> then);
+    // The same for a host not in a box, as typed.
+    void checkHostText(const QString& host, quint64& generation,
+                       std::function<void(const QString& host, const HostCheck& answer)> then);
     // A host as resolvers and servers take it: an address as written, a name in its ASCII form
     // (IDNA: "münchen.example" is "xn--mnchen-3ya.example"); nothing for a text no host can have.
     static std::optional<QByteArray> asciiHost(const QString& typed);
@@ -103,6 +112,12 @@ private:
                            const QString& TripTime, const QString& ReturnCodeDescription, qint32 ReturnCode,
                            const QString& HopNumber, Bool16* Cancel);
     void axICMP1_SequenceComplete();
+
+    // --- Path monitor windows (Form1_Monitor.cpp) ---
+    void wireMonitor();
+    // Monitors the host in the box of the page in front (Ping or Traceroute).
+    void monitorThisHost();
+    void closeMonitors();
 
     // --- DNS Lookup (Form1_Dns.cpp) ---
     void wireDns();
@@ -130,6 +145,8 @@ private:
     void Form_KeyUp(qint16& KeyCode, qint16& Shift);
     // Opens the document in the desktop's application for it; the shell's status (> 32: opened).
     qint32 ShellOpen(QWidget* owner, const QString& path);
+    // Shows `page` as F1 does, over `owner`.
+    void showHelp(const HelpPage& page, QWidget* owner);
 
     Platform m_platform;
     Module1 module;
@@ -193,6 +210,8 @@ private:
     quint64 m_pingCheck = 0;
     quint64 m_traceCheck = 0;
     quint64 m_lookupCheck = 0;
+    quint64 m_monitorCheck = 0;
+    QList<QPointer<MonitorWindow>> m_monitors;
     QPushButton* m_defaultButton = nullptr;
     int m_currentPage = 0;
     std::vector<std::pair<QWidget*, int>> m_pageControls;   // control, page

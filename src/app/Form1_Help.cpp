@@ -19,13 +19,21 @@ void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
         return;
     // Compared exactly; anything that names no page, the empty text included, gets the main page.
     const PageEntry* entry = pageWithCaption(module.CurrentTab);
-    const HelpPage page = entry ? HelpPage{QString::fromLatin1(entry->helpTopic), QString::fromLatin1(entry->helpFile)}
-                                : mainHelpPage();
+    showHelp(entry ? HelpPage{QString::fromLatin1(entry->helpTopic), QString::fromLatin1(entry->helpFile)}
+                   : mainHelpPage(),
+             this);
+}
+
+void Form1::showHelp(const HelpPage& page, QWidget* owner)
+{
+    if (helpInProgress)
+        return;
     // The desktop is asked with the event loop running: the window may be closed or
     // destroyed meanwhile, and then nothing more is shown.
     const QPointer<Form1> self(this);
-    const bool onScreen = isVisible();
-    const auto closedMeanwhile = [&] { return !self || (onScreen && !self->isVisible()); };
+    const QPointer<QWidget> shownOver(owner);
+    const bool onScreen = owner->isVisible();
+    const auto closedMeanwhile = [&] { return !self || !shownOver || (onScreen && !shownOver->isVisible()); };
     helpInProgress = true;
     const auto done = qScopeGuard([&] {
         if (self)
@@ -42,7 +50,7 @@ void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
         try {
             if (!module.ContextHelp)
                 module.ContextHelp = std::make_unique<cHtmlHelp>(m_platform.helpViewer);
-            module.ContextHelp->htmlHelpCaller(windowHandle());
+            module.ContextHelp->htmlHelpCaller(owner->windowHandle());
             module.ContextHelp->htmlHelpFileName(programFolder + QLatin1String(kCompiledHelpFile));
             if (page.topic.isEmpty())
                 module.ContextHelp->htmlHelpHome();
@@ -51,13 +59,13 @@ void Form1::Form_KeyUp(qint16& KeyCode, qint16& /*Shift*/)
         } catch (const HtmlHelpError& error) {
             // Shown like every other failure of the program: exclamation mark, the program's
             // title. "Help for Pathlark" stays the title of the missing-browser message alone.
-            m_platform.messageBox->show(this, error.description(), MessageBox::kExclamation, kProgramTitle);
+            m_platform.messageBox->show(owner, error.description(), MessageBox::kExclamation, kProgramTitle);
         }
         return;
     }
 
-    if (ShellOpen(this, programFolder + page.file) <= Shell::kHighestFailure && !closedMeanwhile())
-        m_platform.messageBox->show(this,
+    if (ShellOpen(owner, programFolder + page.file) <= Shell::kHighestFailure && !closedMeanwhile())
+        m_platform.messageBox->show(owner,
                                     QStringLiteral("This help file requires an Internet browser in order to be displayed."),
                                     MessageBox::kExclamation, QStringLiteral("Help for ") + kProgramTitle);
 }

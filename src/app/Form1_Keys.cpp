@@ -60,5 +60,6 @@ void Form1::closeEvent(QCloseEvent* event)
 {
     qint16 cancel = 0;
     Form_Unload(cancel);
+    closeMonitors();
     event->accept();
 }

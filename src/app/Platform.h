@@ -12,6 +12,10 @@ class Resolver;
 class Shell;
 class TcpControl;
 class Timer;
+namespace monitor {
+class PathMonitor;
+struct Target;
+} // namespace monitor
 
 // Everything through which the window reaches the outside world. The program wires
 // the real adapters; tests wire fakes. The window does not own what it is given
@@ -28,4 +32,6 @@ struct Platform {
     std::function<IcmpControl*(QObject* parent)> createIcmpControl;
     std::function<TcpControl*(QObject* parent)> createTcpControl;
     std::function<Timer*(QObject* parent)> createTimer;
+    // A path monitor's probes to `target`, not started yet.
+    std::function<monitor::PathMonitor*(const monitor::Target& target, QObject* parent)> createPathMonitor;
 };

@@ -1,6 +1,7 @@
 #include "RealPlatform.h"
 
 #include "icmp/AxIcmp.h"
+#include "monitor/PathMonitor.h"
 #include "platform/IcmpSocket.h"
 #include "platform/InterfaceList.h"
 #include "platform/ui/QtDialogs.h"
@@ -39,6 +40,9 @@ RealPlatform::RealPlatform()
     };
     m_platform.createTcpControl = [](QObject* parent) { return new QtTcpControl(parent); };
     m_platform.createTimer = [](QObject* parent) { return new QtTimer(parent); };
+    m_platform.createPathMonitor = [&a](const monitor::Target& target, QObject* parent) {
+        return new monitor::PathMonitor(IcmpAdapters{&a.icmpSockets, &a.icmpClock, &a.icmpNames}, target, parent);
+    };
 }
 
 RealPlatform::~RealPlatform() = default;

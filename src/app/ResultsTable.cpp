@@ -8,6 +8,7 @@
 #include <QHelpEvent>
 #include <QRegularExpression>
 #include <QStyledItemDelegate>
+#include <QToolTip>
 
 namespace {
 
@@ -32,6 +33,12 @@ public:
             return QStyledItemDelegate::helpEvent(event, view, option, index);
         QStyleOptionViewItem cell = option;
         initStyleOption(&cell, index);
+        // A cell may carry a note of its own (a row marked for a reason); the whole text follows it when cut.
+        if (const QString note = index.data(Qt::ToolTipRole).toString(); !note.isEmpty()) {
+            const QString whole = isCut(cell, view) ? QStringLiteral(" — ") + cell.text : QString();
+            QToolTip::showText(event->globalPos(), wholeTextTip(note + whole), view->viewport(), option.rect);
+            return true;
+        }
         answerToolTip(event, view->viewport(), cell.text, isCut(cell, view), option.rect);
         return true;
     }
@@ -55,6 +62,11 @@ private:
 };
 
 } // namespace
+
+QStyledItemDelegate* newCellDelegate(QObject* parent)
+{
+    return new CellDelegate(parent);
+}
 
 ResultsTable::ResultsTable(QWidget* parent)
     : QTreeWidget(parent)

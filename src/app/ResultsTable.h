@@ -4,6 +4,11 @@
 #include <span>
 
 struct ColumnSpec;
+class QStyledItemDelegate;
+
+// Draws each cell elided at the end that matters (numbers keep their end, texts their start) and
+// answers its tooltip: the cell's own note if it has one, and the whole text of a cut cell.
+QStyledItemDelegate* newCellDelegate(QObject* parent);
 
 // The results list in report view: keyed columns, rows appended at the end.
 class ResultsTable final : public QTreeWidget {

@@ -13,3 +13,6 @@ struct HelpPage {
 inline constexpr char kCompiledHelpFile[] = "/Pathlark.chm";
 
 inline HelpPage mainHelpPage() { return {QString(), QStringLiteral("/help/mainpathlark.htm")}; }
+
+// The path monitor's page, shown by F1 in a monitor window.
+inline HelpPage monitorHelpPage() { return {QStringLiteral("monitor.htm"), QStringLiteral("/help/monitor.htm")}; }

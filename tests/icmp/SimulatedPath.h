@@ -111,20 +111,22 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
         qint64 due = kNever;
     };
     struct Socket final : IcmpSocket {
-        explicit Socket(World& world) : w(world) { ++w.openSockets; w.socket = this; }
-        ~Socket() override { --w.openSockets; w.socket = w.socket == this ? nullptr : w.socket; }
+        explicit Socket(World& world) : w(world) { ++w.openSockets, w.sockets.push_back(this); }
+        ~Socket() override { --w.openSockets, std::erase(w.sockets, this); }
         SocketType socketType() const override { return w.datagram ? SocketType::Datagram : SocketType::Raw; }
         int send(const QHostAddress& to, int ttl, const QByteArray& probe) override
         {
             w.sent.push_back(ttl);
+            w.sender = this;
             if (!w.sendError)
                 w.answer(to, ttl, probe);
             if (!w.sendError && w.extra)
                 w.extra(w, to, probe);
             return w.sendError;
         }
-        std::optional<IcmpReceived> receive() override { return w.inbox.empty() ? std::nullopt : std::optional(w.inbox.takeFirst()); }
+        std::optional<IcmpReceived> receive() override { return inbox.empty() ? std::nullopt : std::optional(inbox.takeFirst()); }
         World& w;
+        QList<IcmpReceived> inbox;
     };
 
     explicit World(const QString& path, bool v6 = false, bool datagram_ = false)
@@ -144,7 +146,7 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
     {
         const int n = ttl < 0 || ttl >= int(nodes.size()) ? int(nodes.size()) : ttl;
         const Node& at = nodes[size_t(n - 1)];
-        if (at.how == "-")
+        if (at.how == "-" || (drops && drops(n)))
             return;
         const bool last = n == int(nodes.size());
         const quint8 type = at.how == "p" ? (v6 ? icmp::kV6ParameterProblem : icmp::kParameterProblem)
@@ -167,7 +169,9 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
     void arrive(double ms, IcmpReceived r)
     {
         r.kernelTimeNs = realtimeNs() + qint64(ms * 1e6);
-        arrivals.insert(std::ranges::upper_bound(arrivals, *r.kernelTimeNs, {}, &IcmpReceived::kernelTimeNs), r);
+        const auto at = std::ranges::upper_bound(arrivals, *r.kernelTimeNs, {}, &IcmpReceived::kernelTimeNs);
+        owners.insert(owners.begin() + (at - arrivals.begin()), sender);
+        arrivals.insert(at, r);
     }
 
     qint64 monotonicNs() const override { return now; }
@@ -197,9 +201,9 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
                 break;
             now = std::max(now, std::min(alarmAt, arrivalAt));
             if (arrivalAt <= alarmAt) {
-                inbox << arrivals.front();
+                deliver(arrivals.front(), owners.front());
                 arrivals.erase(arrivals.begin());
-                socket ? emit socket->readyRead() : inbox.clear();
+                owners.erase(owners.begin());
             } else {
                 (*alarm)->cancel();
                 (*alarm)->fire();
@@ -207,6 +211,18 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
         }
         now = end;
         QCoreApplication::processEvents();
+    }
+    // A raw socket sees every ICMP packet of the host; the kernel gives a datagram socket only
+    // the answers to its own probes.
+    void deliver(const IcmpReceived& r, Socket* owner)
+    {
+        const std::vector<Socket*> open = sockets;
+        for (Socket* s : open) {
+            if ((datagram && s != owner) || std::ranges::find(sockets, s) == sockets.end())
+                continue;
+            s->inbox << r;
+            emit s->readyRead();
+        }
     }
     // Starts a run to `target` (an address: no forward lookup), by default the last node, and lets `ms` pass.
     void run(bool trace, double ms = 10000, const QString& target = {})
@@ -222,11 +238,14 @@ struct World final : EngineClock, IcmpSocketFactory, NameLookup {
     std::vector<Node> nodes;
     std::vector<Alarm*> alarms;
     std::vector<IcmpReceived> arrivals;
-    QList<IcmpReceived> inbox;
+    std::vector<Socket*> owners;   // the socket whose probe each arrival answers
     int sendError = 0, openSockets = 0;
-    Socket* socket = nullptr;
+    std::vector<Socket*> sockets;
+    Socket* sender = nullptr;
     std::vector<int> sent;   // each probe's TTL
     double cancelAtMs = -1;
+    // Whether node n stays silent this time, as the test decides.
+    std::function<bool(int n)> drops;
     // More answers to each probe, as the test makes them up.
     std::function<void(World& w, const QHostAddress& to, const QByteArray& probe)> extra;
     QStringList events;

@@ -16,7 +16,7 @@ version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
 # Every file the package must hold, below the prefix.
 expected=(
   lib/pathlark/pathlark lib/pathlark/Pathlark.chm
-  lib/pathlark/help/{mainpathlark,ping,trace,dns,whois}.htm lib/pathlark/help/pathlark.css
+  lib/pathlark/help/{mainpathlark,ping,trace,dns,whois,monitor}.htm lib/pathlark/help/pathlark.css
   bin/pathlark
   share/applications/pathlark.desktop
   share/icons/hicolor/{16x16,32x32,48x48,64x64,128x128,256x256}/apps/pathlark.png

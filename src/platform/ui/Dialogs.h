@@ -1,5 +1,6 @@
 #pragma once
 #include <QString>
+#include <QStringList>
 
 class QWidget;
 
@@ -33,4 +34,13 @@ public:
     virtual ~FileDialog() = default;
     // Blocks until the user has chosen a file to save to (its path) or cancelled (empty).
     virtual QString saveFileName(QWidget* owner, const QString& title, const QString& suggestedName) = 0;
+    // The same, offering a choice of `filters` ("CSV (*.csv)"); `chosen` is the one to offer first
+    // and, on return, the one the user picked.
+    virtual QString saveFileNameAs(QWidget* owner, const QString& title, const QString& suggestedName,
+                                   const QStringList& filters, int& chosen)
+    {
+        (void)filters;
+        (void)chosen;
+        return saveFileName(owner, title, suggestedName);
+    }
 };

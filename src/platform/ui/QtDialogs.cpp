@@ -37,3 +37,14 @@ QString QtFileDialog::saveFileName(QWidget* owner, const QString& title, const Q
     return QFileDialog::getSaveFileName(owner, title, QDir::home().filePath(suggestedName),
                                         QObject::tr("Text files (*.txt);;All files (*)"));
 }
+
+QString QtFileDialog::saveFileNameAs(QWidget* owner, const QString& title, const QString& suggestedName,
+                                     const QStringList& filters, int& chosen)
+{
+    QString selected = filters.value(chosen);
+    const QString path = QFileDialog::getSaveFileName(owner, title, QDir::home().filePath(suggestedName),
+                                                      filters.join(QStringLiteral(";;")), &selected);
+    if (const qsizetype index = filters.indexOf(selected); index >= 0)
+        chosen = int(index);
+    return path;
+}

@@ -19,4 +19,6 @@ private:
 class QtFileDialog final : public FileDialog {
 public:
     QString saveFileName(QWidget* owner, const QString& title, const QString& suggestedName) override;
+    QString saveFileNameAs(QWidget* owner, const QString& title, const QString& suggestedName,
+                           const QStringList& filters, int& chosen) override;
 };
