@@ -1,8 +1,7 @@
 #include "Form1.h"
 
-#include "AsciiHost.h"
-
 #include "AppIcon.h"
+#include "AsciiHost.h"
 #include "Label.h"
 #include "MultiLineTextBox.h"
 #include "PageRegistry.h"
