@@ -65,6 +65,7 @@ CommandLine CommandLine::parse(const QStringList& arguments)
         return line;
     };
     bool reportOptions = false;   // --rounds, --interval or --format seen
+    bool monitorPage = false;     // --monitor without a host
     for (qsizetype i = 1; i < arguments.size(); ++i) {
         const QString& argument = arguments[i];
         if (!argument.startsWith(u'-'))
@@ -105,7 +106,12 @@ CommandLine CommandLine::parse(const QStringList& arguments)
             continue;
         }
         if (name == QLatin1String("monitor") || name == QLatin1String("report")) {
-            takeValue(false);
+            // No host to watch (the desktop's "Path Monitor" action): the Traceroute page, where
+            // the user types one and Ctrl+M starts the monitor.
+            if (!takeValue(false) && name == QLatin1String("monitor")) {
+                monitorPage = true;
+                continue;
+            }
             if (const QString why = hostProblem(name, value); !why.isEmpty())
                 return refuse(why);
             (name == QLatin1String("monitor") ? line.monitorHost : line.reportHost) = value;
@@ -128,6 +134,8 @@ CommandLine CommandLine::parse(const QStringList& arguments)
         line.start = takeValue(false);
         line.host = value;
     }
+    if (monitorPage && line.page == Page::Window)
+        line.page = Page::Traceroute;
     if ((!line.server.isNull() || !line.port.isNull()) && line.page != Page::Whois)
         return refuse(QStringLiteral("--server and --port go with --whois"));
     if (reportOptions && line.reportHost.isNull())
@@ -155,7 +163,8 @@ QString CommandLine::usage()
         "\n") + pages + QStringLiteral(
         "    --server NAME        the whois server to ask\n"
         "    --port N             the port it listens on\n"
-        "  --monitor HOST         open the window with a path monitor watching HOST\n"
+        "  --monitor [HOST]       open the window with a path monitor watching HOST; without\n"
+        "                         one, on the Traceroute page, where Ctrl+M starts a monitor\n"
         "  --report HOST          watch HOST with no window for a number of rounds, print\n"
         "                         the report on stdout and exit\n"
         "    --rounds N           how many rounds (1 to 100000; default 10)\n"

@@ -175,7 +175,8 @@ private slots:
             {{"--report", "h"}, "3 -1  h 10 1 0"}, {{"--report=-x", "--format", "text"}, "3 -1  -x 10 1 0"},
             {{"--report", "h", "--rounds", "100000", "--interval", "60", "--format", "json"}, "3 -1  h 100000 60 2"},
             {{"--rounds=1", "--interval=0.1", "--format=csv", "--report", "h"}, "3 -1  h 1 0.1 1"},
-            {{"--traceroute", "a", "--monitor", "bücher.example"}, "0 1 bücher.example  10 1 0"}};
+            {{"--traceroute", "a", "--monitor", "bücher.example"}, "0 1 bücher.example  10 1 0"},
+            {{"--monitor"}, "0 1   10 1 0"}, {{"--monitor", "--whois"}, "0 3   10 1 0"}};
         for (const auto& [arguments, parsed] : cases) {
             const CommandLine l = CommandLine::parse(QStringList{"pathlark"} + arguments);
             QCOMPARE(QStringLiteral("%1 %2 %3 %4 %5 %6 %7").arg(int(l.action)).arg(int(l.page)).arg(l.monitorHost, l.reportHost)
