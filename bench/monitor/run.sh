@@ -5,6 +5,7 @@
 #  (2) r2 forwards everything but drops half of its own time-exceeded answers: hop 2 limits its replies
 #  (3) the verdicts of (1) and (2), MONITOR_BENCH_REPEATS runs each, all at once
 #  (4) 24 hours of a 30-hop path at 1 s on a simulated clock: memory above idle, CPU per round by hour
+#  (5) the main window's longest stall beside a monitor at 0.1 s with its chart
 # Ours and mtr both run as root in h (ours takes the datagram socket h allows, mtr its raw one).
 set -euo pipefail
 build=$(cd "${1:-build}" && pwd)
@@ -98,6 +99,12 @@ half_silent_router
 side_by_side limit limit 2
 echo "-- (3b) the same path, $repeats monitors of $rounds rounds at once: does the verdict say hop 2 limits its replies?"
 verdicts limit limit 2
+in_ns r2 nft delete table inet halfmute
+
+echo "-- (5) the main window beside a monitor at 0.1 s with its chart, 60 s, aimed at a black hole (30 hops a round)"
+[ -x "$build/bench/monitor_window_bench" ] || cmake --build "$build" --target monitor_window_bench >/dev/null
+in_ns h env QT_QPA_PLATFORM=offscreen "$build/bench/monitor_window_bench" 198.19.99.99 60 | tee "$work/window" |
+  awk '{ printf "  %s rounds, %s rows; longest gap of the window'"'"'s 5 ms timer while it runs %s ms (target <= 16): %s;\n  while the monitor window opens %s ms\n", $4, $6, $8, ($8 <= 16 ? "met" : "MISSED"), $10 }'
 bash "$root/lab/netlab.sh" down "$lab"
 
 echo "-- (4) 24 hours of a 30-hop path at 1 s on a simulated clock (no waiting)"
