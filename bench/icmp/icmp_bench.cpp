@@ -4,6 +4,7 @@
 //   icmp_bench cancel HOST MS...   a trace cancelled MS after its start: request to SequenceComplete
 //   icmp_bench ping HOST           each echo's trip time, and Ping() to SequenceComplete
 //   icmp_bench window HOST         Trace Route pressed in the window: the longest gap of a 5 ms timer
+#include "UiGapMeter.h"
 #include "app/Form1.h"
 #include "app/RealPlatform.h"
 #include "app/ResultsTable.h"
@@ -128,18 +129,8 @@ int windowGaps(const QString& host)
     auto* table = form.findChild<ResultsTable*>(QStringLiteral("ListView1"));
     auto* button = form.findChild<QPushButton*>(QStringLiteral("cmdTraceroute"));
 
-    QElapsedTimer clock;
-    clock.start();
-    qint64 last = 0, longest = 0, clickedAt = -1;
-    QTimer ticker;
-    ticker.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&ticker, &QTimer::timeout, [&] {
-        const qint64 now = clock.nsecsElapsed();
-        if (clickedAt >= 0)
-            longest = std::max(longest, now - last);
-        last = now;
-    });
-    ticker.start(5);
+    UiGapMeter gaps;
+    qint64 clickedAt = -1;
 
     // The window's end row "!" closes the run (a row gets its text after it is inserted).
     QEventLoop loop;
@@ -151,12 +142,13 @@ int windowGaps(const QString& host)
     QTimer::singleShot(200, &form, [&] {
         form.findChild<QTabWidget*>(QStringLiteral("SSTab1"))->setCurrentIndex(1);
         form.findChild<QLineEdit*>(QStringLiteral("txtRemoteTrace"))->setText(host);
-        last = clickedAt = clock.nsecsElapsed();
+        clickedAt = gaps.elapsedNs();
+        gaps.start();
         button->click();
     });
     loop.exec();
-    std::printf("window_trace_ms %.1f longest_gap_ms %.2f rows %d\n", (clock.nsecsElapsed() - clickedAt) / 1e6,
-                longest / 1e6, table->topLevelItemCount());
+    std::printf("window_trace_ms %.1f longest_gap_ms %.2f rows %d\n", (gaps.elapsedNs() - clickedAt) / 1e6,
+                gaps.longestMs(), table->topLevelItemCount());
     return 0;
 }
 

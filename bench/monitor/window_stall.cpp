@@ -4,6 +4,7 @@
 // first 2 s (the window opening) and for the run after them.
 //   monitor_window_bench HOST SECONDS
 // Aimed at a black hole, every round probes all 30 hops: the most work a round can be.
+#include "UiGapMeter.h"
 #include "app/Form1.h"
 #include "app/MonitorWindow.h"
 #include "app/RealPlatform.h"
@@ -12,7 +13,6 @@
 
 #include <QApplication>
 #include <QDoubleSpinBox>
-#include <QElapsedTimer>
 #include <QTimer>
 
 #include <cstdio>
@@ -33,19 +33,10 @@ int main(int argc, char** argv)
     form.Form_Load();
     form.show();
 
-    QElapsedTimer clock;
-    clock.start();
-    // The gaps while the monitor window opens (its first layout and chart), and once it runs.
-    qint64 last = 0, longest = 0, opening = 0, startedAt = -1;
-    QTimer ticker;
-    ticker.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&ticker, &QTimer::timeout, [&] {
-        const qint64 now = clock.nsecsElapsed();
-        if (startedAt >= 0)
-            longest = std::max(longest, now - last);
-        last = now;
-    });
-    ticker.start(5);
+    UiGapMeter gaps;
+    // The longest gap while the monitor window opens (its first layout and chart).
+    double openingMs = 0;
+    qint64 startedAt = -1;
 
     form.openMonitor(args.value(1));
     // The host check runs off the UI thread: the window comes a moment later.
@@ -55,13 +46,14 @@ int main(int argc, char** argv)
             return;
         MonitorWindow* window = form.monitors().first();
         window->findChild<QDoubleSpinBox*>(QStringLiteral("Interval"))->setValue(0.1);
-        last = startedAt = clock.nsecsElapsed();
-        QTimer::singleShot(2000, &app, [&] { opening = std::exchange(longest, 0); });
+        startedAt = gaps.elapsedNs();
+        gaps.start();
+        QTimer::singleShot(2000, &app, [&] { openingMs = gaps.takeLongestMs(); });
         QTimer::singleShot(int(seconds * 1000), &app, [&, window] {
             const monitor::PathMonitor& m = window->monitor();
             std::printf("monitor_seconds %.1f rounds %d rows %d longest_gap_ms %.2f opening_gap_ms %.2f\n",
-                        (clock.nsecsElapsed() - startedAt) / 1e9, m.model().rounds(), m.model().hopCount(), longest / 1e6,
-                        opening / 1e6);
+                        (gaps.elapsedNs() - startedAt) / 1e9, m.model().rounds(), m.model().hopCount(), gaps.longestMs(),
+                        openingMs);
             app.quit();
         });
     });
