@@ -141,15 +141,10 @@ void Form1::checkHostText(const QString& host, quint64& generation,
             showInvalidDomain(host);
         then(host, answer);
     };
-    if (const std::optional<QByteArray> ascii = asciiHost(host))
+    if (const std::optional<QByteArray> ascii = asciiHostName(host))
         m_platform.resolver->checkHost(*ascii, this, answered);
     else
         answered({});   // no host can have this name: nobody is asked
-}
-
-std::optional<QByteArray> Form1::asciiHost(const QString& typed)
-{
-    return asciiHostName(typed);
 }
 
 void Form1::cutTrailingSlash(QLineEdit* box)

@@ -94,9 +94,6 @@ private:
     // The same for a host not in a box, as typed.
     void checkHostText(const QString& host, quint64& generation,
                        std::function<void(const QString& host, const HostCheck& answer)> then);
-    // A host as resolvers and servers take it: an address as written, a name in its ASCII form
-    // (IDNA: "münchen.example" is "xn--mnchen-3ya.example"); nothing for a text no host can have.
-    static std::optional<QByteArray> asciiHost(const QString& typed);
 
     // --- Ping and Traceroute (Form1_Icmp.cpp) ---
     void wireIcmp();

@@ -1,6 +1,7 @@
 // DNS Lookup page.
 #include "Form1.h"
 
+#include "AsciiHost.h"
 #include "Label.h"
 #include "MultiLineTextBox.h"
 #include "dns/HostEntry.h"
@@ -63,7 +64,7 @@ qint32 Form1::WSAAsyncGetHostByNameAlias(QObject* hWnd, qint16 wMsg, const QStri
 {
     Resolver& resolver = *m_platform.resolver;
     // A text no host can have goes as typed: the resolver finds no host for it without asking.
-    const QByteArray host = asciiHost(Host).value_or(Host.toUtf8());
+    const QByteArray host = asciiHostName(Host).value_or(Host.toUtf8());
     const quint32 address = inet_addr(host);
     const auto msg = quint32(qint32(wMsg));
     if (address != INADDR_NONE) {

@@ -2,6 +2,7 @@
 // the server closes, or a time-out message after 30 seconds.
 #include "Form1.h"
 
+#include "AsciiHost.h"
 #include "MultiLineTextBox.h"
 #include "platform/ui/Dialogs.h"
 #include "platform/Controls.h"
@@ -9,9 +10,6 @@
 
 #include <QLineEdit>
 #include <QPushButton>
-#include <QUrl>
-
-#include <algorithm>
 
 namespace {
 
@@ -22,9 +20,8 @@ constexpr int kTimeOutMs = 30000;
 // whose case some servers' handles keep.
 QString whoisQuery(const QString& typed)
 {
-    const bool ascii = std::all_of(typed.begin(), typed.end(), [](QChar c) { return c.unicode() < 0x80; });
-    const QByteArray ace = ascii ? QByteArray() : QUrl::toAce(typed);
-    return ace.isEmpty() ? typed : QString::fromLatin1(ace);
+    const std::optional<QByteArray> ascii = asciiHostName(typed);
+    return ascii ? QString::fromUtf8(*ascii) : typed;
 }
 
 } // namespace
@@ -68,7 +65,7 @@ void Form1::WI_Connect()
 {
     closeConnectionIfOpen();
     // A server name no host can have goes as typed: the connection never comes, as for any unknown name.
-    const std::optional<QByteArray> server = asciiHost(ServerName);
+    const std::optional<QByteArray> server = asciiHostName(ServerName);
     Winsock1->setRemoteHost(server ? QString::fromLatin1(*server) : ServerName);
     Winsock1->setRemotePort(ServerPort);
     Timer1->setInterval(kTimeOutMs);
