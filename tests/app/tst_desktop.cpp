@@ -148,7 +148,10 @@ private slots:
     // or a stray word accepted, a host with spaces split.
     void commandLine()
     {
-        const std::pair<QStringList, QString> cases[] = {   // arguments; action page host start server port, or the refusal
+        const QString rounds = "--rounds must be a whole number from 1 to 100000, not \"%1\"",
+                      interval = "--interval must be a number of seconds from 0.1 to 60, not \"%1\"";
+        // Arguments; action page host start server port (then, after "|", the monitor's), or the refusal.
+        const std::pair<QStringList, QString> cases[] = {
             {{}, "0 -1  0  "}, {{"--traceroute", "two words"}, "0 1 two words 1  "},
             {{"--lookup", "-platform", "offscreen"}, "0 2  0  "}, {{"--ping=-x"}, "0 0 -x 1  "},
             {{"--whois", "example.org", "--server", "whois.test", "--port", "4343"}, "0 3 example.org 1 whois.test 4343"},
@@ -156,31 +159,31 @@ private slots:
             {{"--bogus"}, "unknown option \"--bogus\""}, {{"--ping", "a", "b"}, "unexpected argument \"b\""},
             {{"--ping", "--whois"}, "only one of --ping, --traceroute, --lookup and --whois can be given"},
             {{"--ping", "a", "--server", "s"}, "--server and --port go with --whois"},
-            {{"--whois", "d", "--port"}, "option --port needs a value"}};
-        for (const auto& [arguments, parsed] : cases) {
-            const CommandLine line = CommandLine::parse(QStringList{"pathlark"} + arguments);
-            QCOMPARE(line.action == CommandLine::Action::Refuse
-                         ? line.error
-                         : QStringLiteral("%1 %2 %3 %4 %5 %6").arg(int(line.action)).arg(int(line.page)).arg(line.host)
-                               .arg(line.start).arg(line.server, line.port),
-                     parsed);
-        }
-    }
-
-    // Catches the monitor's and the report's options misread: a value dropped or taken from the
-    // next option, a default changed, the limits themselves refused.
-    void monitorAndReportOptions()
-    {
-        const std::pair<QStringList, QString> cases[] = {   // arguments; action page monitor report rounds interval format
-            {{"--report", "h"}, "3 -1  h 10 1 0"}, {{"--report=-x", "--format", "text"}, "3 -1  -x 10 1 0"},
-            {{"--report", "h", "--rounds", "100000", "--interval", "60", "--format", "json"}, "3 -1  h 100000 60 2"},
-            {{"--rounds=1", "--interval=0.1", "--format=csv", "--report", "h"}, "3 -1  h 1 0.1 1"},
-            {{"--traceroute", "a", "--monitor", "bücher.example"}, "0 1 bücher.example  10 1 0"},
-            {{"--monitor"}, "0 1   10 1 0"}, {{"--monitor", "--whois"}, "0 3   10 1 0"}};
+            {{"--whois", "d", "--port"}, "option --port needs a value"},
+            // The monitor and the report: then also monitor, report, rounds, interval, format.
+            {{"--report", "h"}, "3 -1  0  | h 10 1 0"}, {{"--report=-x", "--format", "text"}, "3 -1  0  | -x 10 1 0"},
+            {{"--report", "h", "--rounds", "100000", "--interval", "60", "--format", "json"}, "3 -1  0  | h 100000 60 2"},
+            {{"--rounds=1", "--interval=0.1", "--format=csv", "--report", "h"}, "3 -1  0  | h 1 0.1 1"},
+            {{"--traceroute", "a", "--monitor", "bücher.example"}, "0 1 a 1  |bücher.example  10 1 0"},
+            {{"--monitor"}, "0 1  0  |  10 1 0"}, {{"--monitor", "--whois"}, "0 3  0  |  10 1 0"},
+            {{"--report", "h", "--rounds", "0"}, rounds.arg(0)}, {{"--report", "h", "--rounds", "100001"}, rounds.arg(100001)},
+            {{"--report", "h", "--rounds", "ten"}, rounds.arg("ten")}, {{"--report", "h", "--interval", "0.09"}, interval.arg("0.09")},
+            {{"--report", "h", "--interval", "61"}, interval.arg(61)}, {{"--report", "h", "--interval", "nan"}, interval.arg("nan")},
+            {{"--report", "h", "--format", "xml"}, "--format must be text, csv or json, not \"xml\""},
+            {{"--report", "h", "--rounds"}, "option --rounds needs a value"}, {{"--report"}, "option --report needs a host"},
+            {{"--report", ""}, "option --report needs a host"}, {{"--report", "a b"}, "the host \"a b\" contains blanks"},
+            {{"--monitor", "a\tb"}, "the host \"a\tb\" contains blanks"},
+            {{"--rounds", "3"}, "--rounds, --interval and --format go with --report"},
+            {{"--report", "h", "--ping", "h"}, "--report runs without a window; give it alone"}};
         for (const auto& [arguments, parsed] : cases) {
             const CommandLine l = CommandLine::parse(QStringList{"pathlark"} + arguments);
-            QCOMPARE(QStringLiteral("%1 %2 %3 %4 %5 %6 %7").arg(int(l.action)).arg(int(l.page)).arg(l.monitorHost, l.reportHost)
-                         .arg(l.rounds).arg(l.intervalSeconds).arg(int(l.format)), parsed);
+            const QString monitor = QStringLiteral("|%1 %2 %3 %4 %5").arg(l.monitorHost, l.reportHost).arg(l.rounds)
+                                        .arg(l.intervalSeconds).arg(int(l.format));
+            const QString window = QStringLiteral("%1 %2 %3 %4 %5 %6").arg(int(l.action)).arg(int(l.page)).arg(l.host)
+                                       .arg(l.start).arg(l.server, l.port);
+            QCOMPARE(l.action == CommandLine::Action::Refuse ? l.error
+                         : parsed.contains(u'|')               ? window + monitor
+                                                                : window, parsed);
         }
     }
 

@@ -55,28 +55,6 @@ QJsonArray checkedHops(const QString& json, int rounds)
 class TestReport : public QObject {
     Q_OBJECT
 private slots:
-    // Catches a bad option that runs a report anyway, ends with another status or hides why.
-    void badOptions()
-    {
-        const QString rounds = "--rounds must be a whole number from 1 to 100000, not \"%1\"",
-                      interval = "--interval must be a number of seconds from 0.1 to 60, not \"%1\"";
-        const std::pair<QStringList, QString> cases[] = {
-            {{"--report", "h", "--rounds", "0"}, rounds.arg(0)}, {{"--report", "h", "--rounds", "100001"}, rounds.arg(100001)},
-            {{"--report", "h", "--rounds", "ten"}, rounds.arg("ten")}, {{"--report", "h", "--interval", "0.09"}, interval.arg("0.09")},
-            {{"--report", "h", "--interval", "61"}, interval.arg(61)}, {{"--report", "h", "--interval", "nan"}, interval.arg("nan")},
-            {{"--report", "h", "--format", "xml"}, "--format must be text, csv or json, not \"xml\""},
-            {{"--report", "h", "--rounds"}, "option --rounds needs a value"}, {{"--report"}, "option --report needs a host"},
-            {{"--report", ""}, "option --report needs a host"}, {{"--report", "a b"}, "the host \"a b\" contains blanks"},
-            {{"--monitor", "a\tb"}, "the host \"a\tb\" contains blanks"},
-            {{"--rounds", "3"}, "--rounds, --interval and --format go with --report"},
-            {{"--report", "h", "--ping", "h"}, "--report runs without a window; give it alone"}};
-        for (const auto& [arguments, reason] : cases) {
-            const Result r = run(arguments);
-            QCOMPARE(r.err, "pathlark: " + reason + "\nTry 'pathlark --help' for the options.\n");
-            QVERIFY(r.status == 2 && r.out.isEmpty());
-        }
-    }
-
     // Catches a report that needs a display, stops short of or past its rounds or writes another
     // format than asked; an unknown host (any script, or with no ASCII form) not told as one.
     void loopback()
