@@ -88,7 +88,12 @@ void Form1::Winsock1_DataArrival(qint32 /*bytesTotal*/)
     QByteArray data;
     Winsock1->GetData(data);
     ResponseText += data;
-    if (ResponseText.size() > whois::kAnswerCap) {
+    if (ResponseText.size() <= whois::kAnswerCap) {
+        // Laid out while the rest arrives, line ends as they will be shown, so the answer shows
+        // as soon as the server closes.
+        whois::WI_AddCR(data);
+        HostResponse->layOutAhead(data);
+    } else {
         // A runaway answer: stop reading and show what fits, as if the server had closed.
         ResponseText.truncate(whois::answerCut(ResponseText));
         WI_AnswerCut = true;

@@ -5,6 +5,7 @@
 #include "whois/Whois.h"
 
 #include <QAccessible>
+#include <QCryptographicHash>
 #include <QMimeData>
 #include <QPlainTextDocumentLayout>
 #include <QScrollBar>
@@ -17,6 +18,9 @@ namespace {
 
 // Laid out per turn of the event loop: a few milliseconds of work, so the window answers.
 constexpr qsizetype kSlice = 128 * 1024;
+// How much of a text is laid out ahead of it: answers of any usual size whole; of a runaway one
+// the rest waits for the text, so memory stays as without.
+constexpr qsizetype kAheadBytes = 8 * 1024 * 1024;
 // Marks a block that goes on with the line of the block before it.
 constexpr int kContinuation = 1;
 // A line is cut for layout after this many rows of the box.
@@ -33,6 +37,48 @@ struct MultiLineTextBox::Build {
     qsizetype at = 0;   // where the next slice starts: a character of m_text, a byte of m_encoded
     bool done = false;   // the whole text is in, suffix included
 };
+
+// The bytes are not kept once laid out (a large answer would be held twice): a digest of them
+// tells whether the text set later starts with them.
+struct MultiLineTextBox::Ahead {
+    std::unique_ptr<Build> build;   // none once the bytes turned out not to be UTF-8
+    QByteArray waiting;             // bytes given, from `from` on not laid out yet
+    qsizetype from = 0;
+    QCryptographicHash digest{QCryptographicHash::Md5};   // of the bytes laid out
+    bool scheduled = false;
+    bool full = false;              // taken as much as is laid out ahead: the rest waits for the text
+};
+
+namespace {
+
+// Shapes `piece` onto the end of the build's document.
+void appendShaped(DisplayShaper& shaper, QTextDocument& document, QTextCursor& cursor, QStringView piece)
+{
+    QString shaped;
+    std::vector<int> continuations;
+    shaper.shape(piece, shaped, continuations);
+    cursor.insertText(shaped);
+    for (const int block : continuations)
+        document.findBlockByNumber(block).setUserState(kContinuation);
+}
+
+// A decoder for bytes from `at` on: a byte-order mark at the very start is kept as a character.
+QStringDecoder decoderFrom(qsizetype at, QStringConverter::Encoding encoding)
+{
+    return QStringDecoder(encoding, QStringDecoder::Flag::Stateless
+                                        | (at == 0 ? QStringDecoder::Flag::ConvertInitialBom : QStringDecoder::Flag::Stateless));
+}
+
+// Where the slice of `bytes` from `at` ends: a slice's length on, or sooner, between UTF-8 sequences.
+qsizetype sliceEnd(QByteArrayView bytes, qsizetype at, QStringConverter::Encoding encoding)
+{
+    const qsizetype end = std::min(bytes.size(), at + kSlice);
+    if (encoding == QStringConverter::Utf8 && whois::utf8Boundary(bytes, end) > at)
+        return whois::utf8Boundary(bytes, end);
+    return end;
+}
+
+} // namespace
 
 MultiLineTextBox::MultiLineTextBox(QWidget* parent)
     : QPlainTextEdit(parent)
@@ -52,12 +98,12 @@ QString MultiLineTextBox::text() const
         return documentText(0, document()->characterCount() - 1, u"\r\n");
     if (m_encoded.isNull())
         return m_text;
-    QStringDecoder decoder(m_encoding, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
-    return decoder.decode(m_encoded) + m_suffix;
+    return decoderFrom(0, m_encoding).decode(m_encoded) + m_suffix;
 }
 
 void MultiLineTextBox::setText(const QString& text)
 {
+    m_ahead.reset();
     m_text = text;
     m_encoded = QByteArray();
     m_suffix.clear();
@@ -70,16 +116,74 @@ void MultiLineTextBox::setText(const QByteArray& encoded, QStringConverter::Enco
     m_encoded = encoded.isNull() ? QByteArray("") : encoded;
     m_encoding = encoding;
     m_suffix = suffix;
-    startDisplay();
+    // What was laid out while the bytes arrived is kept when the text starts with those very bytes.
+    const std::unique_ptr<Ahead> ahead = std::move(m_ahead);
+    const bool resumes = ahead && ahead->build && encoding == QStringConverter::Utf8 && m_encoded.size() >= ahead->build->at
+        && QCryptographicHash::hash(QByteArrayView(m_encoded).first(ahead->build->at), QCryptographicHash::Md5)
+            == ahead->digest.result();
+    startDisplay(resumes ? std::move(ahead->build) : nullptr);
 }
 
-void MultiLineTextBox::startDisplay()
+void MultiLineTextBox::layOutAhead(QByteArrayView bytes)
 {
-    m_edited = false;
+    if (!m_ahead) {
+        m_ahead = std::make_unique<Ahead>();
+        m_ahead->build = newBuild();
+    }
+    if (!m_ahead->build)
+        return;
+    m_ahead->full = m_ahead->full || m_ahead->build->at + m_ahead->waiting.size() - m_ahead->from + bytes.size() > kAheadBytes;
+    if (!m_ahead->full)
+        m_ahead->waiting += bytes;
+    if (!std::exchange(m_ahead->scheduled, true))
+        QTimer::singleShot(0, this, [this, ahead = m_ahead.get()] {
+            if (m_ahead.get() == ahead)   // not taken or dropped by a text set meanwhile
+                aheadSlice();
+        });
+}
+
+void MultiLineTextBox::aheadSlice()
+{
+    Ahead& a = *m_ahead;
+    Build& b = *a.build;
+    a.scheduled = false;
+    // Only whole letters: one cut short waits for its next bytes.
+    const QByteArrayView waiting = QByteArrayView(a.waiting).sliced(a.from);
+    const qsizetype size = whois::utf8Boundary(waiting, std::min(waiting.size(), kSlice));
+    if (size <= 0)
+        return;
+    QStringDecoder decoder = decoderFrom(b.at, QStringConverter::Utf8);
+    const QString piece = decoder.decode(waiting.first(size));
+    if (decoder.hasError()) {   // shown as Latin-1 in the end: laid out then
+        a.build.reset();
+        a.waiting = QByteArray();
+        return;
+    }
+    appendShaped(b.shaper, *b.document, b.cursor, piece);
+    a.digest.addData(waiting.first(size));
+    b.at += size;
+    a.from += size;
+    if (a.from > kSlice * 8)   // the bytes laid out are let go now and then, not every slice
+        a.waiting.remove(0, std::exchange(a.from, 0));
+    // More slices while whole letters wait.
+    if (whois::utf8Boundary(QByteArrayView(a.waiting).sliced(a.from), a.waiting.size() - a.from) > 0)
+        layOutAhead({});
+}
+
+std::unique_ptr<MultiLineTextBox::Build> MultiLineTextBox::newBuild() const
+{
     const int textWidth = width() - verticalScrollBar()->sizeHint().width() - 2 * frameWidth();
     const int rowChars = std::max(1, textWidth / std::max(1, fontMetrics().horizontalAdvance(u'M')));
-    m_build = std::make_unique<Build>(rowChars * kRowsPerCut);
-    m_build->document->setUndoRedoEnabled(false);
+    auto build = std::make_unique<Build>(rowChars * kRowsPerCut);
+    build->document->setUndoRedoEnabled(false);
+    return build;
+}
+
+void MultiLineTextBox::startDisplay(std::unique_ptr<Build> resumed)
+{
+    m_edited = false;
+    m_reused = resumed ? resumed->at : 0;
+    m_build = resumed ? std::move(resumed) : newBuild();
     // A text that fits in one slice is shown at once; a larger one from the event loop.
     displaySlice();
 }
@@ -89,14 +193,9 @@ void MultiLineTextBox::displaySlice()
     Build& b = *m_build;
     QString piece;
     if (!m_encoded.isNull()) {
-        qsizetype end = std::min(m_encoded.size(), b.at + kSlice);
         // Slices end between UTF-8 sequences, so each decodes on its own.
-        if (m_encoding == QStringConverter::Utf8 && whois::utf8Boundary(m_encoded, end) > b.at)
-            end = whois::utf8Boundary(m_encoded, end);
-        QStringDecoder decoder(m_encoding, QStringDecoder::Flag::Stateless
-                                               | (b.at == 0 ? QStringDecoder::Flag::ConvertInitialBom
-                                                            : QStringDecoder::Flag::Stateless));
-        piece = decoder.decode(QByteArrayView(m_encoded).sliced(b.at, end - b.at));
+        const qsizetype end = sliceEnd(m_encoded, b.at, m_encoding);
+        piece = decoderFrom(b.at, m_encoding).decode(QByteArrayView(m_encoded).sliced(b.at, end - b.at));
         b.at = end;
         b.done = end == m_encoded.size();
     } else {
@@ -106,12 +205,7 @@ void MultiLineTextBox::displaySlice()
     }
     if (b.done)
         piece += m_suffix;
-    QString shaped;
-    std::vector<int> continuations;
-    b.shaper.shape(piece, shaped, continuations);
-    b.cursor.insertText(shaped);
-    for (const int block : continuations)
-        b.document->findBlockByNumber(block).setUserState(kContinuation);
+    appendShaped(b.shaper, *b.document, b.cursor, piece);
     if (!b.done) {
         QTimer::singleShot(0, this, [this, build = m_build.get()] {
             if (m_build.get() == build)   // not replaced by a newer text meanwhile

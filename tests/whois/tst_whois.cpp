@@ -119,7 +119,8 @@ private slots:
             {"a\r\nb\r\n\r\rc", 0, "a\r\r\nb\r\r\n\r\rc", "a\nb\n\nc"}, {{}, 0, {}, {}},
             {"City: M\xc3\xbcnchen\n", 8, "City: München\r\n", "City: München\n"},   // letters split
             {"\xc3\xbc \xfc", 0, "\u00c3\u00bc \u00fc", "\u00c3\u00bc \u00fc"},   // UTF-8, then Latin-1
-            {"ab\xc3", 0, "ab\u00c3", "ab\u00c3"}, {"\xef\xbb\xbfx", 0, QStringLiteral("\ufeffx"), QStringLiteral("\ufeffx")},   // UTF-8 cut short; a byte-order mark
+            {"ab\xc3", 0, "ab\u00c3", "ab\u00c3"}, {"\xef\xbb\xbfx", 2, QStringLiteral("\ufeffx"), QStringLiteral("\ufeffx")},   // UTF-8 cut short; a byte-order mark
+            {"M\xc3\xbcnchen\n\xfc", 4, "M\u00c3\u00bcnchen\r\n\u00fc", "M\u00c3\u00bcnchen\n\u00fc"},   // Latin-1 found late
             {QByteArray("a\0b\x1b\x07\x08\x7f\x0b\n\tc", 11), 0, QString::fromLatin1("a\0b\x1b\x07\x08\x7f\x0b\r\n\tc", 12),
              "a\u2400b\u241b\u2407\u2408\u2421\u240b\n\tc"},   // control characters shown
             {"x\xe2\x80\xaey\xe2\x81\xa6z", 0, "x\u202ey\u2066z", "x\ufffdy\ufffdz"},   // bidirectional ones
@@ -138,6 +139,7 @@ private slots:
             QCOMPARE(whois.received, (c.sent.isNull() ? c.typed : c.sent).toUtf8() + "\r\n");
             QCOMPARE(page.shown(), c.shown);
             QCOMPARE(page.onScreen(), c.onScreen);
+            QVERIFY(c.pieceSize == 0 || c.shown.contains(u'\u00c3') || page.textBox()->bytesLaidOutAhead() > 0);
         }
     }
 
