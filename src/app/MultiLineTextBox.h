@@ -7,7 +7,8 @@
 // A multi-line text box whose text is kept exactly as set, line ends included (lines are
 // separated by CR LF), while the view shows it in its display form (DisplayText.h). A large
 // text is laid out a slice at a time behind the scenes (while its bytes arrive, when told them)
-// and swapped in whole, so the window answers throughout; copying gives the text as shown, without the cuts made for layout.
+// and swapped in whole, so the window answers throughout; copying gives the text as shown,
+// without the cuts made for layout.
 class MultiLineTextBox final : public QPlainTextEdit {
     Q_OBJECT
 public:
