@@ -46,13 +46,13 @@ void AsnLookup::lookUp(const QHostAddress& given)
 
 void AsnLookup::sendNext()
 {
+    if (!m_current.isNull())
+        return;
     // Addresses inside a prefix answered while they waited need no query of their own.
     while (!m_queue.isEmpty() && knownFor(m_queue.first()))
         m_queue.removeFirst();
-    if (m_queue.isEmpty()) {
-        m_current.clear();
+    if (m_queue.isEmpty())
         return finishIfSettled();
-    }
     m_current = m_queue.takeFirst();
     const quint64 generation = ++m_generation;
     ++m_queries;
@@ -92,9 +92,9 @@ void AsnLookup::originAnswered(const std::optional<QByteArrayList>& texts)
         m_failedAt.insert(m_current, m_clock.elapsed());
     }
     m_current.clear();
+    sendNext();
     if (best)
         emit changed();
-    sendNext();
 }
 
 void AsnLookup::askName(quint32 asn)

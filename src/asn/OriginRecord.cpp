@@ -105,7 +105,8 @@ std::optional<OriginRecord> parseOriginRecord(QByteArrayView text, const QHostAd
     // No NUL, no blank inside: QHostAddress would read "198.18.2.0/24\0junk" as the prefix.
     const QString net = QString::fromLatin1(parts[1]);
     const QPair<QHostAddress, int> prefix = QHostAddress::parseSubnet(net);
-    if (!asn || net.size() > 50 || !net.contains(u'/') || prefix.first.isNull() || prefix.first.protocol() != address.protocol()
+    static const QRegularExpression netChars(QStringLiteral("^[0-9A-Fa-f.:]+/[0-9]{1,3}$"));
+    if (!asn || net.size() > 50 || !netChars.match(net).hasMatch() || prefix.first.isNull() || prefix.first.protocol() != address.protocol()
         || !address.isInSubnet(prefix))
         return std::nullopt;
     return OriginRecord{*asn, prefix, parts.size() > 2 ? shortField(parts[2]) : QString(),
