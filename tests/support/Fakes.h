@@ -206,8 +206,8 @@ struct FakeResolver final : Resolver {
     std::vector<Request> requests;   // every request that started, in order; done ones' handles negated
 };
 
-// TXT lookups held until the test answers them: answer(i, texts) finishes the i-th asked (in
-// the order asked; nothing: the resolver failed); one never answered stands for a lost query.
+// TXT lookups held until the test answers them: answer(i, texts) finishes the i-th asked (nothing:
+// the resolver failed); one never answered stands for a lost query.
 struct FakeTxtLookup final : TxtLookup {
     struct Asked { QString name; QPointer<QObject> context; std::function<void(std::optional<QByteArrayList>)> done; };
     void textsOf(const QString& name, QObject* context, std::function<void(std::optional<QByteArrayList>)> done) override
