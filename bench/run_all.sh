@@ -4,7 +4,7 @@
 set -uo pipefail
 build=${1:-build}
 here=$(cd "$(dirname "$0")" && pwd)
-cmake --build "$build" --target icmp_bench whois_bench dns_bench startup_bench help_bench a11y_bench monitor_bench delay_holder >/dev/null ||
+cmake --build "$build" --target icmp_bench whois_bench dns_bench startup_bench help_bench a11y_bench monitor_bench asn_bench delay_holder >/dev/null ||
   { echo "bench: the build failed"; exit 1; }
 failed=()
 for script in "$here"/*/run.sh; do

@@ -169,8 +169,15 @@ host-record=v6only.test,2001:db8:53::10
 host-record=dual.test,198.18.53.11,2001:db8:53::11
 host-record=xn--mnchen-3ya.test,198.18.53.12
 ptr-record=40.53.18.198.in-addr.arpa,ptr.test
+txt-record=2.2.18.198.origin.asn.lab.test,"64500 | 198.18.2.0/24 | ZZ | lab | 2026-01-01"
+txt-record=AS64500.asn.lab.test,"64500 | ZZ | lab | 2026-01-01 | LAB-NET - Lab network, ZZ"
+txt-record=AS64501.asn.lab.test,"64501 | ZZ | lab | x | <b>A|B</b>\t\eend"
+txt-record=4.4.18.198.origin.asn.lab.test,"garbage"
+server=/silent.lab.test/198.18.53.99
 CONF
-  spawn h dnsmasq dnsmasq --conf-file="$state/dnsmasq.conf"
+  # AS records for the AS lookups' tests; the 4000-byte one is too long for a line of the file.
+  spawn h dnsmasq dnsmasq --conf-file="$state/dnsmasq.conf" \
+    "--txt-record=3.3.18.198.origin.asn.lab.test,64501 | 198.18.3.0/24 | ZZ | lab | $(printf 'y%.0s' $(seq 1 3900))"
   # Ready once it answers.
   for i in $(seq 1 50); do
     in_ns h getent hosts real.test >/dev/null 2>&1 && return 0

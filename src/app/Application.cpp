@@ -2,6 +2,7 @@
 
 #include "AppIcon.h"
 #include "CommandLine.h"
+#include "asn/AsnLookup.h"
 #include "Form1.h"
 #include "HeadlessReport.h"
 #include "Module1.h"
@@ -74,6 +75,11 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
     RealPlatform platform;
     Form1 form(platform.platform());
     form.Form_Load();
+    if (asn::AsnLookup* origins = form.asnLookup()) {
+        origins->setEnabled(!line.noAsn);
+        if (!line.asnZone.isEmpty())
+            origins->setZone(line.asnZone);
+    }
     if (onCreated)
         onCreated(form);
     form.showCentred();

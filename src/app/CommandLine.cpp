@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include "PageRegistry.h"
+#include "asn/OriginRecord.h"
 
 #include <algorithm>
 
@@ -125,6 +126,18 @@ CommandLine CommandLine::parse(const QStringList& arguments)
             reportOptions = true;
             continue;
         }
+        if (name == QLatin1String("no-asn")) {
+            line.noAsn = true;
+            continue;
+        }
+        if (name == QLatin1String("asn-zone")) {
+            if (!takeValue(true))
+                return refuse(QStringLiteral("option --asn-zone needs a value"));
+            if (!asn::isValidZone(value))
+                return refuse(QStringLiteral("--asn-zone must be a domain name, not \"%1\"").arg(value));
+            line.asnZone = value;
+            continue;
+        }
         const PageEntry* page = pageWithOption(name);
         if (!page || !argument.startsWith(QLatin1String("--")))
             return refuse(QStringLiteral("unknown option \"%1\"").arg(argument));
@@ -171,6 +184,8 @@ QString CommandLine::usage()
         "    --interval SECONDS   the time between rounds (0.1 to 60; default 1)\n"
         "    --format FORMAT      text (default; columns like mtr -r and the verdict), csv\n"
         "                         (a header line, then one line per hop) or json (one object)\n"
+        "  --no-asn               look up no AS numbers (they are asked of a DNS service)\n"
+        "  --asn-zone DOMAIN      ask DOMAIN's origin records instead of asn.cymru.com's\n"
         "  --help                 show this help and exit\n"
         "  --version              show the version and exit\n"
         "\n"
@@ -182,6 +197,7 @@ QString CommandLine::usage()
         "was received), rate_limited (true when the hop limits its replies rather than losing\n"
         "traffic) and others (the other responders at that hop with their replies). The json object\n"
         "also holds target, address, rounds, interval (seconds) and verdict; a hop's address is null\n"
-        "when it never answered, its name when it has none.\n"
+        "when it never answered, its name when it has none. With AS lookups, also asn, as_name and\n"
+        "prefix (the network the hop's address is in, as far as known when the report is written).\n"
         "Exit status: 0 done, 1 the host is unknown or no ICMP socket could be opened, 2 bad options.\n");
 }

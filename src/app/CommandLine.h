@@ -9,6 +9,7 @@
 //             --whois [DOMAIN] [--server NAME] [--port N] | --monitor HOST]
 //   pathlark --report HOST [--rounds N] [--interval SECONDS] [--format text|csv|json]
 //   pathlark --help | --version
+// and with any of them --no-asn (no AS lookups) or --asn-zone DOMAIN (another origin service).
 // A page option opens the window on that page; with a host (or domain) it fills the page's
 // box and starts the page's action as a click would. A value that starts with "-" is given
 // as --ping=VALUE. Qt's own options (-platform, -style, ...) are left to Qt.
@@ -27,6 +28,8 @@ struct CommandLine {
     int rounds = 10;
     double intervalSeconds = 1.0;
     Format format = Format::Text;
+    bool noAsn = false;      // --no-asn: no AS lookups at all
+    QString asnZone;         // --asn-zone: the zone asked instead of asn.cymru.com; empty: that one
     QString error;           // Refuse: what is wrong, for stderr
 
     static CommandLine parse(const QStringList& arguments);

@@ -52,6 +52,7 @@ Form1::Form1(const Platform& platform, QWidget* parent)
     wireDns();
     wireWhois();
     wireMonitor();
+    wireAsn();
     programFolder = QCoreApplication::applicationDirPath();
 
     qApp->installEventFilter(this);

@@ -16,6 +16,10 @@
 class IcmpControl;
 class Label;
 class MonitorWindow;
+class QTreeWidgetItem;
+namespace asn {
+class AsnLookup;
+}
 struct HelpPage;
 class MultiLineTextBox;
 class QLineEdit;
@@ -46,6 +50,8 @@ public:
     void openMonitor(const QString& host);
     // The monitor windows still open.
     QList<MonitorWindow*> monitors() const;
+    // The AS lookups of the tables' addresses, kept for the window's life; null without a TXT lookup.
+    asn::AsnLookup* asnLookup() const { return m_asn; }
 
     // Seams for tests: the shared state as start-up, page switches and F1 left it, the button
     // Enter presses, and the folder the help files are looked for in.
@@ -109,6 +115,12 @@ private:
                            const QString& TripTime, const QString& ReturnCodeDescription, qint32 ReturnCode,
                            const QString& HopNumber, Bool16* Cancel);
     void axICMP1_SequenceComplete();
+
+    // --- AS of each row, Whois This Address (Form1_Asn.cpp) ---
+    void wireAsn();
+    // Asks for the AS of the row's address and shows what is known in the row's tooltip.
+    void showOrigin(QTreeWidgetItem* row);
+    void whoisThisAddress();
 
     // --- Path monitor windows (Form1_Monitor.cpp) ---
     void wireMonitor();
@@ -209,6 +221,7 @@ private:
     quint64 m_lookupCheck = 0;
     quint64 m_monitorCheck = 0;
     QList<QPointer<MonitorWindow>> m_monitors;
+    asn::AsnLookup* m_asn = nullptr;
     QPushButton* m_defaultButton = nullptr;
     int m_currentPage = 0;
     std::vector<std::pair<QWidget*, int>> m_pageControls;   // control, page

@@ -89,6 +89,7 @@ void Form1::axICMP1_PingData(const QString& RespondingHostIP, const QString& Res
 {
     ListView1->addRow(QStringLiteral("--"), {RespondingHostIP, RespondingHostName, TripTime,
                                              QString::number(DataSize), QString::number(TTL)});
+    showOrigin(ListView1->topLevelItem(ListView1->topLevelItemCount() - 1));
 }
 
 void Form1::axICMP1_TraceData(const QString& RespondingHostIP, const QString& RespondingHostName,
@@ -97,6 +98,7 @@ void Form1::axICMP1_TraceData(const QString& RespondingHostIP, const QString& Re
 {
     const QString name = RespondingHostName.isEmpty() ? QStringLiteral("(No DNS Resolution)") : RespondingHostName;
     ListView1->addRow(HopNumber, {RespondingHostIP, name, TripTime, QStringLiteral("0"), ReturnCodeDescription});
+    showOrigin(ListView1->topLevelItem(ListView1->topLevelItemCount() - 1));
     if (Cancel)
         *Cancel = CancelRequested;
 }

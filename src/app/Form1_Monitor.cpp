@@ -52,6 +52,10 @@ void Form1::openMonitor(const QString& host)
             if (w)
                 showHelp(monitorHelpPage(), w);
         });
+        window->setOrigins(m_asn);
+        window->setWhois([this](const QString& address) {
+            openPage(Page::Whois, address, true, QStringLiteral("whois.iana.org"), QStringLiteral("43"));
+        });
         m_monitors.removeAll(nullptr);
         m_monitors << window;
         window->show();

@@ -2,17 +2,23 @@
 
 #include "CommandLine.h"
 #include "AsciiHost.h"
+#include "AsnText.h"
 #include "monitor/PathMonitor.h"
 #include "platform/EngineClock.h"
 #include "platform/IcmpSocket.h"
 #include "platform/NameLookup.h"
+#include "platform/TxtLookup.h"
 
 #include <QCoreApplication>
+#include <QTimer>
 
 #include <cstdio>
 #include <memory>
 
 namespace {
+
+// How long the report waits, after its last round, for AS answers still on their way.
+constexpr int kOriginWaitMs = 2000;
 
 QByteArray formatted(const monitor::Report& report, CommandLine::Format format)
 {
@@ -38,6 +44,12 @@ int runHeadlessReport(int argc, char** argv, const CommandLine& line)
     QtEngineClock clock;
     SystemNameLookup names;
     const IcmpAdapters adapters{&sockets, &clock, &names};
+    QtTxtLookup txt;
+    asn::AsnLookup origins(txt);
+    origins.setEnabled(!line.noAsn);
+    if (!line.asnZone.isEmpty())
+        origins.setZone(line.asnZone);
+    bool printed = false;
     std::unique_ptr<monitor::PathMonitor> watch;
 
     const auto fail = [&app](const QString& why) {
@@ -50,14 +62,23 @@ int runHeadlessReport(int argc, char** argv, const CommandLine& line)
             watch->stop();
             fail(message);
         });
-        QObject::connect(watch.get(), &monitor::PathMonitor::roundAdded, &app, [&] {
-            if (watch->model().rounds() < line.rounds)
+        const auto print = [&] {
+            if (std::exchange(printed, true))
                 return;
-            watch->stop();
-            const QByteArray out = formatted(watch->report(), line.format);
+            const QByteArray out = formatted(watch->report(reportOrigins(&origins, watch->model())), line.format);
             std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
             std::fflush(stdout);
             app.exit(0);
+        };
+        QObject::connect(watch.get(), &monitor::PathMonitor::roundAdded, &app, [&, print] {
+            lookUpResponders(&origins, watch->model());
+            if (watch->model().rounds() < line.rounds)
+                return;
+            watch->stop();
+            if (origins.outstanding() == 0)
+                return print();
+            QObject::connect(&origins, &asn::AsnLookup::settled, &app, print);
+            QTimer::singleShot(kOriginWaitMs, &app, print);
         });
         watch->start(line.intervalSeconds);
     };

@@ -1,6 +1,7 @@
 #include "MonitorTable.h"
 
 #include "AccessibleCells.h"
+#include "AsnText.h"
 #include "DisplayText.h"
 #include "ResultsTable.h"
 #include "monitor/PathMonitor.h"
@@ -32,7 +33,7 @@ MonitorTable::MonitorTable(QWidget* parent)
     setAccessibleName(tr("Hops"));
     setColumnCount(ColumnCount);
     setHeaderLabels({tr("Hop"), tr("Host"), tr("Loss %"), tr("Sent"), tr("Recv"), tr("Last"), tr("Avg"), tr("Best"),
-                     tr("Worst"), tr("StDev"), tr("Jitter")});
+                     tr("Worst"), tr("StDev"), tr("Jitter"), tr("AS")});
     setUniformRowHeights(true);
     setSelectionMode(QAbstractItemView::SingleSelection);
     setAllColumnsShowFocus(true);
@@ -42,6 +43,7 @@ MonitorTable::MonitorTable(QWidget* parent)
     for (int c = Loss; c < ColumnCount; ++c)
         setColumnWidth(c, fontMetrics().horizontalAdvance(QStringLiteral("00000.0")) + 8);
     setColumnWidth(Hop, fontMetrics().horizontalAdvance(QStringLiteral("Hop00")));
+    setColumnWidth(As, fontMetrics().horizontalAdvance(QStringLiteral("AS4294967295")) + 8);
     releaseAccessibleCellsOnChange(this);
     connect(this, &QTreeWidget::currentItemChanged, this, [this](QTreeWidgetItem* item) {
         while (item && item->parent())
@@ -76,7 +78,7 @@ QStringList MonitorTable::rowText(int hop) const
     return cells;
 }
 
-void MonitorTable::showMonitor(const monitor::PathMonitor& monitor)
+void MonitorTable::showMonitor(const monitor::PathMonitor& monitor, const asn::AsnLookup* origins)
 {
     const monitor::PathModel& model = monitor.model();
     const int hops = model.hopCount();
@@ -85,14 +87,15 @@ void MonitorTable::showMonitor(const monitor::PathMonitor& monitor)
     while (topLevelItemCount() < hops)
         new QTreeWidgetItem(this);
     for (int hop = 1; hop <= hops; ++hop)
-        fillRow(topLevelItem(hop - 1), monitor, hop);
+        fillRow(topLevelItem(hop - 1), monitor, hop, origins);
     if (m_picked > hops)
         m_picked = 0;
     if (chosenHop() != m_shownHop)
         emit chosenHopChanged(m_shownHop = chosenHop());
 }
 
-void MonitorTable::fillRow(QTreeWidgetItem* item, const monitor::PathMonitor& monitor, int hop)
+void MonitorTable::fillRow(QTreeWidgetItem* item, const monitor::PathMonitor& monitor, int hop,
+                           const asn::AsnLookup* origins)
 {
     const monitor::HopStats& stats = monitor.model().hop(hop);
     const QList<monitor::HopStats::Responder> responders = stats.responders();
@@ -104,7 +107,9 @@ void MonitorTable::fillRow(QTreeWidgetItem* item, const monitor::PathMonitor& mo
         QString::number(stats.sent()),
         QString::number(stats.received()),
         ms(stats.last()), ms(stats.avg()), ms(stats.best()), ms(stats.worst()), ms(stats.stdev()), ms(stats.jitter()),
+        QString(),
     };
+    const std::optional<asn::Origin> origin = origins && !main.isNull() ? origins->originOf(main) : std::nullopt;
     // A router that limits its answers looks apart from real loss: grey, slanted, and says why.
     const bool limited = monitor.verdict().rateLimited(hop);
     QFont font = this->font();
@@ -114,8 +119,12 @@ void MonitorTable::fillRow(QTreeWidgetItem* item, const monitor::PathMonitor& mo
         item->setFont(c, font);
         item->setForeground(c, limited ? palette().brush(QPalette::Disabled, QPalette::Text) : palette().text());
         item->setToolTip(c, limited ? rateLimitNote() : QString());
-        item->setTextAlignment(c, (c == Host ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter);
+        item->setTextAlignment(c, (c == Host || c == As ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter);
     }
+
+    item->setText(As, asColumn(origin));
+    if (origin && !limited)
+        item->setToolTip(As, originTip(*origin));
 
     // The other routers that answered here (load balancing, or a path that changed), each with its share.
     const int others = int(responders.size()) - 1;

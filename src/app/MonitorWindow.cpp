@@ -1,6 +1,7 @@
 #include "MonitorWindow.h"
 
 #include "AppIcon.h"
+#include "AsnText.h"
 #include "CopySave.h"
 #include "DisplayText.h"
 #include "Module1.h"
@@ -10,6 +11,7 @@
 #include "platform/ui/Dialogs.h"
 
 #include <QAccessible>
+#include <QAction>
 #include <QApplication>
 #include <QBuffer>
 #include <QClipboard>
@@ -133,9 +135,46 @@ QWidget* MonitorWindow::buildControls()
     return bar;
 }
 
+void MonitorWindow::setOrigins(asn::AsnLookup* origins)
+{
+    m_origins = origins;
+    if (origins)
+        connect(origins, &asn::AsnLookup::changed, this, [this] { m_table->showMonitor(*m_monitor, m_origins); });
+}
+
+void MonitorWindow::setWhois(std::function<void(const QString& address)> whois)
+{
+    auto* action = new QAction(tr("&Whois This Address"), m_table);
+    action->setObjectName(QStringLiteral("WhoisThisAddress"));
+    m_table->setContextMenuPolicy(Qt::ActionsContextMenu);
+    m_table->addAction(action);
+    // The hop's main responder, or the other responder a row under it stands for.
+    const auto chosen = [this]() -> std::optional<QHostAddress> {
+        QTreeWidgetItem* row = m_table->currentItem();
+        QTreeWidgetItem* top = row && row->parent() ? row->parent() : row;
+        const int hop = top ? m_table->indexOfTopLevelItem(top) + 1 : 0;
+        if (hop < 1 || hop > m_monitor->model().hopCount())
+            return std::nullopt;
+        const monitor::HopStats& stats = m_monitor->model().hop(hop);
+        const QList<monitor::HopStats::Responder> responders = stats.responders();
+        const int child = row->parent() ? top->indexOfChild(row) + 1 : 0;
+        const QHostAddress address = child ? (child < responders.size() ? responders[child].address : QHostAddress())
+                                           : stats.mainResponder();
+        return address.isNull() ? std::nullopt : std::optional(address);
+    };
+    connect(action, &QAction::triggered, this, [chosen, whois = std::move(whois)] {
+        if (const std::optional<QHostAddress> address = chosen())
+            whois(address->toString());
+    });
+    const auto follow = [action, chosen] { action->setEnabled(chosen().has_value()); };
+    connect(m_table, &QTreeWidget::currentItemChanged, this, follow);
+    follow();
+}
+
 void MonitorWindow::showRound()
 {
-    m_table->showMonitor(*m_monitor);
+    lookUpResponders(m_origins, m_monitor->model());
+    m_table->showMonitor(*m_monitor, m_origins);
     m_chart->showHop(m_monitor->model(), m_table->chosenHop());
 }
 
@@ -158,7 +197,7 @@ void MonitorWindow::showFailure(const QString& message)
 
 void MonitorWindow::copyReport()
 {
-    QApplication::clipboard()->setText(monitor::reportText(m_monitor->report()));
+    QApplication::clipboard()->setText(monitor::reportText(m_monitor->report(reportOrigins(m_origins, m_monitor->model()))));
 }
 
 void MonitorWindow::saveReport()
@@ -175,7 +214,7 @@ void MonitorWindow::saveReport()
         chosen = int(named);
     else
         path += u'.' + suffixes.value(chosen, suffixes[0]);
-    const monitor::Report report = m_monitor->report();
+    const monitor::Report report = m_monitor->report(reportOrigins(m_origins, m_monitor->model()));
     const QByteArray bytes = chosen == 2 ? monitor::reportJson(report)
         : chosen == 1                    ? monitor::reportCsv(report).toUtf8()
                                          : monitor::reportText(report).toUtf8();

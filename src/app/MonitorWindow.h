@@ -10,6 +10,9 @@ class MonitorChart;
 class MonitorTable;
 class QLabel;
 class QPushButton;
+namespace asn {
+class AsnLookup;
+}
 namespace monitor {
 class PathMonitor;
 }
@@ -24,6 +27,10 @@ public:
     MonitorWindow(monitor::PathMonitor* monitor, MessageBox& messages, FileDialog& files);
     // What F1 does: open the monitor's help page.
     void setHelp(std::function<void()> help) { m_help = std::move(help); }
+    // Where the AS of each hop is looked up (the main window's, kept for the program's life).
+    void setOrigins(asn::AsnLookup* origins);
+    // What "Whois This Address" does with the address of the chosen hop.
+    void setWhois(std::function<void(const QString& address)> whois);
     ~MonitorWindow() override;
 
     monitor::PathMonitor& monitor() const { return *m_monitor; }
@@ -46,6 +53,7 @@ private:
     MessageBox& m_messages;
     FileDialog& m_files;
     std::function<void()> m_help;
+    QPointer<asn::AsnLookup> m_origins;
     QLabel* m_verdict = nullptr;
     MonitorTable* m_table = nullptr;
     MonitorChart* m_chart = nullptr;

@@ -12,6 +12,7 @@ class Resolver;
 class Shell;
 class TcpControl;
 class Timer;
+class TxtLookup;
 namespace monitor {
 class PathMonitor;
 struct Target;
@@ -34,4 +35,6 @@ struct Platform {
     std::function<Timer*(QObject* parent)> createTimer;
     // A path monitor's probes to `target`, not started yet.
     std::function<monitor::PathMonitor*(const monitor::Target& target, QObject* parent)> createPathMonitor;
+    // DNS TXT records, for the AS of each hop; none: no AS lookups.
+    TxtLookup* txtLookup = nullptr;
 };

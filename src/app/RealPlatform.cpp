@@ -10,6 +10,7 @@
 #include "platform/NameLookup.h"
 #include "platform/Resolver.h"
 #include "platform/Desktop.h"
+#include "platform/TxtLookup.h"
 
 struct RealPlatform::Adapters {
     QtMessageBox messageBox;
@@ -22,6 +23,7 @@ struct RealPlatform::Adapters {
     SystemNameLookup icmpNames;
     XdgShell shell;
     XdgHelpViewer helpViewer;
+    QtTxtLookup txtLookup;
 };
 
 RealPlatform::RealPlatform()
@@ -35,6 +37,7 @@ RealPlatform::RealPlatform()
     m_platform.resolver = &a.resolver;
     m_platform.shell = &a.shell;
     m_platform.helpViewer = &a.helpViewer;
+    m_platform.txtLookup = &a.txtLookup;
     m_platform.createIcmpControl = [&a](QObject* parent) {
         return new AxIcmp(a.interfaceList, IcmpAdapters{&a.icmpSockets, &a.icmpClock, &a.icmpNames}, parent);
     };

@@ -127,9 +127,9 @@ void PathMonitor::lookUpNames(const Round& round)
     }
 }
 
-Report PathMonitor::report() const
+Report PathMonitor::report(const QHash<QHostAddress, Origin>& origins) const
 {
-    ReportInfo info{.target = m_target, .intervalSeconds = m_intervalSeconds, .names = {}, .origins = {}};
+    ReportInfo info{.target = m_target, .intervalSeconds = m_intervalSeconds, .names = {}, .origins = origins};
     for (auto it = m_names.cbegin(); it != m_names.cend(); ++it) {
         if (!it.value().isEmpty())
             info.names.insert(it.key(), it.value());

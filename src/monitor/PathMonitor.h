@@ -42,8 +42,8 @@ public:
     QString nameOf(const QHostAddress& address) const { return m_names.value(address); }
     // The first errno of a send the kernel refused in the newest round; 0 when none.
     int sendErrno() const { return m_sendErrno; }
-    // The whole table as a report, with the names found so far.
-    Report report() const;
+    // The whole table as a report, with the names found so far and the origins given.
+    Report report(const QHash<QHostAddress, Origin>& origins = {}) const;
 
 signals:
     // After each round, with the model and the verdict updated.

@@ -10,12 +10,14 @@ namespace monitor {
 
 namespace {
 
+// With its AS in front when known, as mtr -z shows it.
 QString hostText(const ReportHop& row)
 {
     if (!row.address)
         return QStringLiteral("???");
-    return row.name ? QStringLiteral("%1 (%2)").arg(safeName(*row.name), row.address->toString())
-                    : row.address->toString();
+    const QString as = row.asn ? QStringLiteral("AS%1 ").arg(*row.asn) : QString();
+    return as + (row.name ? QStringLiteral("%1 (%2)").arg(safeName(*row.name), row.address->toString())
+                          : row.address->toString());
 }
 
 // A silent hop shows 0.0 in every time column, as mtr's report does.

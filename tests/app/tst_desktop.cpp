@@ -145,7 +145,7 @@ private slots:
     }
 
     // Catches options misread: values taken from the next option, Qt's own refused, a second page
-    // or a stray word accepted, a host with spaces split.
+    // or a stray word accepted, a host with spaces split, a zone that is no domain name taken.
     void commandLine()
     {
         const QString rounds = "--rounds must be a whole number from 1 to 100000, not \"%1\"",
@@ -174,15 +174,21 @@ private slots:
             {{"--report", ""}, "option --report needs a host"}, {{"--report", "a b"}, "the host \"a b\" contains blanks"},
             {{"--monitor", "a\tb"}, "the host \"a\tb\" contains blanks"},
             {{"--rounds", "3"}, "--rounds, --interval and --format go with --report"},
-            {{"--report", "h", "--ping", "h"}, "--report runs without a window; give it alone"}};
+            {{"--report", "h", "--ping", "h"}, "--report runs without a window; give it alone"},
+            // AS lookups: then also "#", off, zone.
+            {{"--no-asn", "--ping", "h"}, "0 0 h 1  #1 "}, {{"--asn-zone", "asn.lab.test", "--report", "h"}, "3 -1  0  #0 asn.lab.test"},
+            {{"--asn-zone=-x.test"}, "--asn-zone must be a domain name, not \"-x.test\""},
+            {{"--asn-zone", "a..b"}, "--asn-zone must be a domain name, not \"a..b\""}, {{"--asn-zone"}, "option --asn-zone needs a value"}};
         for (const auto& [arguments, parsed] : cases) {
             const CommandLine l = CommandLine::parse(QStringList{"pathlark"} + arguments);
             const QString monitor = QStringLiteral("|%1 %2 %3 %4 %5").arg(l.monitorHost, l.reportHost).arg(l.rounds)
                                         .arg(l.intervalSeconds).arg(int(l.format));
             const QString window = QStringLiteral("%1 %2 %3 %4 %5 %6").arg(int(l.action)).arg(int(l.page)).arg(l.host)
                                        .arg(l.start).arg(l.server, l.port);
+            const QString asn = QStringLiteral("#%1 %2").arg(l.noAsn).arg(l.asnZone);
             QCOMPARE(l.action == CommandLine::Action::Refuse ? l.error
                          : parsed.contains(u'|')               ? window + monitor
+                         : parsed.contains(u'#')               ? window + asn
                                                                 : window, parsed);
         }
     }

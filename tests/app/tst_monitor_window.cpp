@@ -155,7 +155,7 @@ void MonitorWindowTest::rows()
     MonitorTable* table = tableOf(w);
     QCOMPARE(table->topLevelItemCount(), 5);
     QCOMPARE(table->rowText(2).mid(0, 6), row2);
-    QCOMPARE(table->rowText(3), (QStringList{"3", "(no answer)", "100.0", "40", "0", "-", "-", "-", "-", "-", "-"}));
+    QCOMPARE(table->rowText(3), (QStringList{"3", "(no answer)", "100.0", "40", "0", "-", "-", "-", "-", "-", "-", ""}));
     QCOMPARE(table->rowText(5)[1], QStringLiteral("target.test (198.18.5.1)"));
     const bool limited = onlyThatHop;
     QCOMPARE(table->topLevelItem(1)->font(MonitorTable::Loss).italic(), limited);

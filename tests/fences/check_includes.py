@@ -21,7 +21,8 @@ ALLOWED = {
     "whois": set(),
     "help": {"platform"},
     "monitor": {"icmp", "platform"},
-    "app": {"platform", "platform/ui", "icmp", "dns", "whois", "help", "monitor"},
+    "asn": {"platform"},
+    "app": {"platform", "platform/ui", "icmp", "dns", "whois", "help", "monitor", "asn"},
 }
 # Folders whose code may use widgets.
 WIDGET_FOLDERS = {"app", "platform/ui"}

@@ -1,7 +1,9 @@
 // A packed host entry of any bytes: the decoder reads only inside them (the address sanitizer
 // sees to that, as libFuzzer's buffer is exactly the input), ends, and what it gives is there in
-// the bytes where the pointers say, and survives packing and decoding again.
+// the bytes where the pointers say, and survives packing and decoding again. The same bytes as
+// an AS lookup's TXT record: an origin taken holds the address asked, a name is short and whole.
 #include "FuzzChecks.h"
+#include "asn/OriginRecord.h"
 #include "dns/HostEntry.h"
 #include "platform/HostEntPack.h"
 #include "platform/SocketsLayer.h"
@@ -30,11 +32,27 @@ bool isNameAt(QByteArrayView b, quint32 pointer, const QByteArray& text)
         && (text.size() == layout::kNameSpan || end == b.size() || b[end] == '\0');
 }
 
+void checkTxtRecord(QByteArrayView b)
+{
+    for (const char* asked : {"198.18.2.7", "2001:db8::1"}) {
+        const QHostAddress address(QString::fromLatin1(asked));
+        if (const std::optional<asn::OriginRecord> r = asn::parseOriginRecord(b, address)) {
+            require(r->asn != 0 && address.isInSubnet(r->prefix) && r->country.size() <= 16 && r->registry.size() <= 16,
+                    "an origin holds the address asked, with a real AS number and short fields");
+        }
+    }
+    if (const std::optional<QString> name = asn::parseAsNameRecord(b, 64500)) {
+        require(!name->isEmpty() && name->size() <= asn::kMaxNameLength && b.trimmed().startsWith("64500"),
+                "a name is not empty, not over the cap, and from the record of the AS asked");
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const QByteArrayView b(data, qsizetype(size));
+    checkTxtRecord(b);
     const DecodedHostEntry e = decodeHostEntry(b);
 
     require(isNameAt(b, pointerAt(b, layout::kNameField), e.name), "the name is where its pointer says");

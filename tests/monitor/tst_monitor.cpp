@@ -296,7 +296,7 @@ private slots:
                  QStringList({"198.18.0.5=1", "64500", "", "1.250", "'=cmd,\"x\"\uFFFD\uFFFDevil\uFFFD"}));
     }
 
-    // Columns out of line with the header, or a name that adds, hides or reorders words.
+    // Columns out of line with the header, a name that adds, hides or reorders words, or a hop's AS left out.
     void text()
     {
         const Report report = sampleReport();
@@ -305,7 +305,7 @@ private slots:
         QCOMPARE(lines[1].split(u' ', Qt::SkipEmptyParts).mid(3),
                  QStringList({"Loss%", "Snt", "Last", "Avg", "Best", "Wrst", "StDev", "Javg"}));
         QCOMPARE(lines[2].split(u' ', Qt::SkipEmptyParts),
-                 QStringList({"1.|--", "gw.lab", "(198.18.0.1)", "0.0%", "4", "2.0", "1.5", "1.0", "2.0", "0.6", "0.8"}));
+                 QStringList({"1.|--", "AS64500", "gw.lab", "(198.18.0.1)", "0.0%", "4", "2.0", "1.5", "1.0", "2.0", "0.6", "0.8"}));
         QVERIFY(lines[3].contains("`|-- 198.18.0.5 (replies: 1)"));
         QCOMPARE(lines[4].split(u' ', Qt::SkipEmptyParts).mid(1, 3), QStringList({"???", "100.0%", "4"}));
         QCOMPARE(lines[5].split(u' ', Qt::SkipEmptyParts).size(), 11);

@@ -7,6 +7,7 @@
 #include "platform/HostEntPack.h"
 #include "platform/InterfaceList.h"
 #include "platform/Resolver.h"
+#include "platform/TxtLookup.h"
 #include "platform/ui/Dialogs.h"
 
 #include <QHash>
@@ -203,4 +204,27 @@ struct FakeResolver final : Resolver {
     int startupError = 0, startups = 0, cleanups = 0;
     QHash<QByteArray, HostEntry> entries;
     std::vector<Request> requests;   // every request that started, in order; done ones' handles negated
+};
+
+// TXT lookups held until the test answers them: answer(i, texts) finishes the i-th asked (nothing:
+// the resolver failed); one never answered stands for a lost query.
+struct FakeTxtLookup final : TxtLookup {
+    struct Asked { QString name; QPointer<QObject> context; std::function<void(std::optional<QByteArrayList>)> done; };
+    void textsOf(const QString& name, QObject* context, std::function<void(std::optional<QByteArrayList>)> done) override
+    {
+        asked.push_back({name, context, std::move(done)});
+    }
+    void answer(size_t i, const std::optional<QByteArrayList>& texts)
+    {
+        if (i < asked.size() && asked[i].context && asked[i].done)
+            std::exchange(asked[i].done, nullptr)(texts);
+    }
+    QStringList names() const
+    {
+        QStringList out;
+        for (const Asked& a : asked)
+            out << a.name;
+        return out;
+    }
+    std::vector<Asked> asked;
 };

@@ -9,6 +9,7 @@ FormHarness::FormHarness(Options options)
                [this](QObject* parent) { return icmp = new FakeIcmpControl(parent); },
                [this](QObject* parent) { return tcp = new FakeTcpControl(parent); },
                [this](QObject* parent) { return timer = new FakeTimer(parent); }};
+    p.txtLookup = &txt;
     if (options.adjust)
         options.adjust(p);
     form = std::make_unique<Form1>(p);

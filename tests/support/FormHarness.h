@@ -38,6 +38,7 @@ struct FormHarness {
     FakeResolver resolver;
     FakeShell shell;
     FakeHelpViewer helpViewer;
+    FakeTxtLookup txt;
     FakeIcmpControl* icmp = nullptr;
     FakeTcpControl* tcp = nullptr;
     FakeTimer* timer = nullptr;
