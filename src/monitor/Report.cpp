@@ -53,14 +53,14 @@ Report buildReport(const PathModel& model, const Verdict& verdict, const ReportI
     return report;
 }
 
-QString safeName(const QString& name)
+QString safeName(const QString& name, bool spaces)
 {
     QString out = name;
     for (QChar& c : out) {
         const char16_t u = c.unicode();
         const bool bidi = u == 0x061C || u == 0x200E || u == 0x200F || (u >= 0x202A && u <= 0x202E)
                           || (u >= 0x2066 && u <= 0x2069);
-        if (c.isSpace() || c.category() == QChar::Other_Control || c.category() == QChar::Other_Format || bidi)
+        if ((c.isSpace() && !(spaces && u == u' ')) || c.category() == QChar::Other_Control || c.category() == QChar::Other_Format || bidi)
             c = QChar(QChar::ReplacementCharacter);
     }
     return out;

@@ -67,6 +67,7 @@ QByteArray reportJson(const Report& report);
 
 // A name from the network, made safe for a line of text: control, bidirectional and
 // blank characters become U+FFFD, so a name can neither hide, reorder nor split a column.
-QString safeName(const QString& name);
+// With `spaces`, plain spaces stay: for a quoted field, where they split nothing.
+QString safeName(const QString& name, bool spaces = false);
 
 } // namespace monitor

@@ -96,7 +96,7 @@ QString reportCsv(const Report& report)
                            row.rateLimited ? QStringLiteral("true") : QStringLiteral("false"),
                            others.join(u' ')};
         if (origins) {
-            fields << (row.asn ? QString::number(*row.asn) : QString()) << csvField(safeName(row.asName.value_or(QString())))
+            fields << (row.asn ? QString::number(*row.asn) : QString()) << csvField(safeName(row.asName.value_or(QString()), true))
                    << csvField(row.prefix.value_or(QString()));
         }
         out += fields.join(u',') + u'\n';
