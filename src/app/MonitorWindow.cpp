@@ -136,7 +136,7 @@ QWidget* MonitorWindow::buildControls()
 void MonitorWindow::showRound()
 {
     m_table->showMonitor(*m_monitor);
-    m_chart->showHop(m_monitor->model(), m_table->chosenHop());
+    m_chart->roundAdded(m_monitor->model(), m_table->chosenHop());
 }
 
 void MonitorWindow::showVerdict(const QString& text)
