@@ -301,13 +301,12 @@ void MonitorWindowTest::chart_data()
     QTest::addColumn<int>("view");
     QTest::addColumn<int>("rounds");
     QTest::addColumn<int>("intervalMs");
-    QTest::addColumn<int>("points");   // round-trip points; 0: one per pixel column of the plot, about
-    QTest::addColumn<bool>("fromBuckets");
+    QTest::addColumn<int>("points");   // round-trip points; 0: about one per pixel column of the plot
     // Catches a long view drawn a point a round (a stalled window), thinning that loses losses, the
     // average or the band, and rounds drawn one by one as they come.
-    QTest::newRow("a minute at 0.1 s: a point a round") << int(MonitorChart::View::LastMinute) << 600 << 100 << 540 << false;
-    QTest::newRow("50 minutes at 1 s in the hour view: a point a column") << int(MonitorChart::View::LastHour) << 3000 << 1000 << 0 << false;
-    QTest::newRow("3 hours at 1 s: minutes") << int(MonitorChart::View::Everything) << 3 * 3600 << 1000 << 180 << true;
+    QTest::newRow("a minute at 0.1 s: a point a round") << int(MonitorChart::View::LastMinute) << 600 << 100 << 540;
+    QTest::newRow("50 minutes at 1 s in the hour view: a point a column") << int(MonitorChart::View::LastHour) << 3000 << 1000 << 0;
+    QTest::newRow("3 hours at 1 s: minutes") << int(MonitorChart::View::Everything) << 3 * 3600 << 1000 << 180;
 }
 
 void MonitorWindowTest::chart()
@@ -316,15 +315,13 @@ void MonitorWindowTest::chart()
     QFETCH(int, rounds);
     QFETCH(int, intervalMs);
     QFETCH(int, points);
-    QFETCH(bool, fromBuckets);
     monitor::PathModel model;
     double sum = 0;
-    const auto addRound = [&](int n) {   // every tenth probe lost, 10..16 ms
-        const double ms = 10 + n % 7;
+    const auto addRound = [&](int n) {   // every tenth probe lost, 10..16 ms, from the start of a minute
         const bool lost = n % 10 == 3;
-        sum += lost ? 0 : ms;
-        model.addRound({1'700'000'040'000 + qint64(n) * intervalMs,   // from the start of a minute
-                        {lost ? monitor::HopSample::lost() : monitor::HopSample::reply(QHostAddress(packets::kHost), ms, true)}});
+        sum += lost ? 0 : 10 + n % 7;
+        model.addRound({1'700'000'040'000 + qint64(n) * intervalMs,
+                        {lost ? monitor::HopSample::lost() : monitor::HopSample::reply(QHostAddress(packets::kHost), 10 + n % 7, true)}});
     };
     for (int n = 0; n < rounds; ++n)
         addRound(n);
@@ -335,32 +332,26 @@ void MonitorWindowTest::chart()
     chart.setView(MonitorChart::View(view));
     chart.showHop(model, 1);
 
-    const QList<QPointF> trips = chart.roundTrips();
-    const int columns = int(chart.chart()->plotArea().width());
-    QVERIFY2(points ? trips.size() == points : trips.size() <= columns && trips.size() > columns / 2, qPrintable(QString::number(trips.size())));
-    QCOMPARE(chart.fromBuckets(), fromBuckets);
+    const qsizetype drawn = chart.roundTrips().size(), columns = qsizetype(chart.chart()->plotArea().width());
+    QVERIFY2(points ? drawn == points : drawn <= columns && drawn > columns / 2, qPrintable(QString::number(drawn)));
+    QCOMPARE(chart.fromBuckets(), view == int(MonitorChart::View::Everything));
     QVERIFY(!chart.losses().isEmpty() && std::ranges::all_of(chart.losses(), [](const QPointF& p) { return p.y() > 16; }));
-    const auto series = [&](const QString& name) {
-        const QList<QAbstractSeries*> all = chart.chart()->series();
-        return *std::ranges::find(all, name, &QAbstractSeries::name);
-    };
-    QCOMPARE(static_cast<QLineSeries*>(series("Average"))->at(0).y(), sum / model.hop(1).received());
-    const auto* band = static_cast<QAreaSeries*>(series("Best to worst"));
+    const QList<QAbstractSeries*> series = chart.chart()->series();   // band, average, round trips, losses
+    QCOMPARE(static_cast<QLineSeries*>(series[1])->at(0).y(), sum / model.hop(1).received());
+    const auto* band = static_cast<QAreaSeries*>(series[0]);
     const auto y = [](const QPointF& p) { return p.y(); };
     QCOMPARE(std::ranges::max(band->upperSeries()->points(), {}, y).y(), 16.0);
     QCOMPARE(std::ranges::min(band->lowerSeries()->points(), {}, y).y(), 10.0);
     QVERIFY(band->upperSeries()->count() <= columns / 8 + 1);   // its fill costs the most: coarse
 
     // Rounds that come quickly are drawn together, a moment later.
-    QSignalSpy drawn(static_cast<QXYSeries*>(series("Round trip")), &QXYSeries::pointsReplaced);
-    for (int n = rounds; n < rounds + 3; ++n) {
+    QSignalSpy redrawn(static_cast<QXYSeries*>(series[2]), &QXYSeries::pointsReplaced);
+    for (int n = rounds; n < rounds + 3; ++n, chart.roundAdded(model, 1))
         addRound(n);
-        chart.roundAdded(model, 1);
-    }
-    QCOMPARE(drawn.count(), 0);
-    QTRY_COMPARE(drawn.count(), 1);
+    QCOMPARE(redrawn.count(), 0);
+    QTRY_COMPARE(redrawn.count(), 1);
     QTest::qWait(MonitorChart::kRedrawMs);
-    QCOMPARE(drawn.count(), 1);
+    QCOMPARE(redrawn.count(), 1);
 }
 
 QTEST_MAIN(MonitorWindowTest)
