@@ -175,7 +175,7 @@ void MonitorWindow::showRound()
 {
     lookUpResponders(m_origins, m_monitor->model());
     m_table->showMonitor(*m_monitor, m_origins);
-    m_chart->showHop(m_monitor->model(), m_table->chosenHop());
+    m_chart->roundAdded(m_monitor->model(), m_table->chosenHop());
 }
 
 void MonitorWindow::showVerdict(const QString& text)

@@ -86,6 +86,10 @@ void RoundRun::onReply(const Reply& reply)
         countIgnored(icmp::IgnoredReason::NotAHop);
         return;
     }
+    // The target answered: later rounds stop one hop past it at once, not only once this round
+    // is handed over (a silent hop would keep that two seconds away).
+    if (reply.answer.kind == icmp::AnswerKind::EchoReply || reply.responder.isEqual(target(), QHostAddress::TolerantConversion))
+        m_hops = std::min(m_hops, std::min(hop + 1, int(kMaxHops)));
     HopAnswer& a = round->result.hops[size_t(hop - 1)];
     a.answered = true;
     a.responder = reply.responder;

@@ -38,7 +38,8 @@ public:
     // Clamped to kMinIntervalNs..kMaxIntervalNs; the next round goes out one new interval after the last.
     void setIntervalNs(qint64 intervalNs);
     qint64 intervalNs() const { return m_intervalNs; }
-    // How many hops the next rounds probe, 1..kMaxHops.
+    // How many hops the next rounds probe, 1..kMaxHops. Once the target answers at hop h, in any
+    // round, the next rounds probe up to h + 1 (a path that grows shows at the hop past the end).
     void setHops(int hops);
     int hops() const { return m_hops; }
     // Paused: no new rounds; those in flight still finish.

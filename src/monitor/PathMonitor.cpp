@@ -91,7 +91,7 @@ void PathMonitor::reset()
 {
     m_model.reset();
     m_sendErrno = 0;
-    if (m_run)
+    if (m_run)   // the rounds find the target's hop again
         m_run->setHops(RoundRun::kMaxHops);
     m_verdict = judge(m_model, m_target);
     emit roundAdded();
@@ -102,10 +102,6 @@ void PathMonitor::addRound(const Round& round)
 {
     m_model.addRound(round);
     lookUpNames(round);
-    // Once the target has answered, farther probes only echo it again; a path that later grows
-    // is found by the hop past the end, as traceroute would.
-    if (m_run)
-        m_run->setHops(m_model.targetHop() ? std::min(m_model.targetHop() + 1, int(RoundRun::kMaxHops)) : RoundRun::kMaxHops);
     const QString before = m_verdict.text;
     m_verdict = judge(m_model, m_target);
     emit roundAdded();

@@ -12,8 +12,8 @@ class RoundRun;
 namespace monitor {
 
 // One running monitor: the engine's rounds fed into the model, the verdict judged after every
-// round, and the names of the responders looked up as they first appear. Which hops a round
-// probes follows the model: every hop up to 30 until the target answers, then up to the target.
+// round, and the names of the responders looked up as they first appear. A round probes every
+// hop up to 30 until the target answers, then up to the hop past it (RoundRun::setHops).
 class PathMonitor final : public QObject {
     Q_OBJECT
 public:

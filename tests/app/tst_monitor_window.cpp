@@ -9,6 +9,8 @@
 #include "monitor/PathMonitor.h"
 
 #include <QAction>
+#include <QAreaSeries>
+#include <QLineSeries>
 #include <QClipboard>
 #include <QDoubleSpinBox>
 #include <QGuiApplication>
@@ -19,6 +21,13 @@
 using packets::World;
 
 namespace {
+
+// Names every responder `name`, as a hostile name server may.
+struct OneName final : NameLookup {
+    QString name;
+    void addressOf(const QString&, QObject*, std::function<void(std::optional<QHostAddress>)>) override {}
+    void nameOf(const QHostAddress&, QObject* c, std::function<void(QString)> done) override { QMetaObject::invokeMethod(c, [done, n = name] { done(n); }, Qt::QueuedConnection); }
+};
 
 // The window wired to a simulated path: its trace and every monitor probe the same world.
 struct Rig {
@@ -31,7 +40,7 @@ struct Rig {
             p.interfaceList = &world.interfaces;
             p.createIcmpControl = [this](QObject* parent) { return new AxIcmp(world.interfaces, {&world, &world, &world}, parent); };
             p.createPathMonitor = [this](const monitor::Target& t, QObject* parent) {
-                return new monitor::PathMonitor({&world, &world, &world}, t, parent);
+                return new monitor::PathMonitor({&world, &world, names.name.isNull() ? &world : static_cast<NameLookup*>(&names)}, t, parent);
             };
         }});
     }
@@ -42,6 +51,7 @@ struct Rig {
         return h->form->monitors().value(0);
     }
     World world;
+    OneName names;   // a null name: the world's own
     std::unique_ptr<FormHarness> h;
 };
 
@@ -59,6 +69,8 @@ private slots:
     void gettingItOut();
     void helpAndClosing();
     void twoMonitorsAndATrace();
+    void chart_data();
+    void chart();
 };
 
 void MonitorWindowTest::opening_data()
@@ -120,13 +132,21 @@ void MonitorWindowTest::rows_data()
     QTest::addColumn<int>("dropEvery");
     QTest::addColumn<QString>("verdict");
     QTest::addColumn<QStringList>("row2");  // Hop, Host, Loss %, Sent, Recv, Last (then Avg...)
+    QTest::addColumn<QString>("name");      // what the name server says of every responder; null: the world's
+    QTest::addColumn<QString>("host5");
     // Catches rows that mix up columns, paint rate limiting as loss, or show a silent hop as zero.
     QTest::newRow("clean, silent hop 3") << "1 2 - 4 5!" << 0 << false << 1 << "No loss to 198.18.5.1 (198.18.5.1) in 40 rounds;"
-                                         << QStringList{"2", "198.18.2.1", "0.0", "40", "40", "2.0"};
+                                         << QStringList{"2", "198.18.2.1", "0.0", "40", "40", "2.0"} << QString() << "target.test (198.18.5.1)";
     QTest::newRow("hop 2 limits its answers") << "1 2 - 4 5!" << 2 << true << 2 << "No loss to 198.18.5.1"
-                                              << QStringList{"2", "198.18.2.1", "50.0", "40", "20", "2.0"};
+                                              << QStringList{"2", "198.18.2.1", "50.0", "40", "20", "2.0"} << QString() << "target.test (198.18.5.1)";
     QTest::newRow("loss from hop 2 on") << "1 2 - 4 5!" << 2 << false << 4 << "Loss begins at hop 2 (198.18.2.1) and reaches 198.18.5.1: 25%"
-                                        << QStringList{"2", "198.18.2.1", "25.0", "40", "30", "2.0"};
+                                        << QStringList{"2", "198.18.2.1", "25.0", "40", "30", "2.0"} << QString() << "target.test (198.18.5.1)";
+    // Catches a name from the network shown as markup, reordered by a bidi override or broken by controls.
+    const QString hostile = "<b>x</b>\u2066\u202E\a\tz" + QString(300, u'n');
+    const QString shown = "<b>x</b>\uFFFD\uFFFD\u2407\u2409z" + QString(300, u'n');
+    QTest::newRow("hostile name") << "1 2 - 4 5!" << 0 << false << 1 << "No loss to 198.18.5.1"
+                                  << QStringList{"2", shown + " (198.18.2.1)", "0.0", "40", "40", "2.0"} << hostile
+                                  << shown + " (198.18.5.1)";
 }
 
 void MonitorWindowTest::rows()
@@ -137,7 +157,10 @@ void MonitorWindowTest::rows()
     QFETCH(QString, path);
     QFETCH(QStringList, row2);
     QFETCH(QString, verdict);
+    QFETCH(QString, name);
+    QFETCH(QString, host5);
     Rig rig(path);
+    rig.names.name = name;
     // Rounds leave every 100 ms; the same rounds lose at every hop concerned.
     rig.world.drops = [&](int n) {
         const qint64 round = (rig.world.now - World::kStart) / 100'000'000;
@@ -156,7 +179,7 @@ void MonitorWindowTest::rows()
     QCOMPARE(table->topLevelItemCount(), 5);
     QCOMPARE(table->rowText(2).mid(0, 6), row2);
     QCOMPARE(table->rowText(3), (QStringList{"3", "(no answer)", "100.0", "40", "0", "-", "-", "-", "-", "-", "-", ""}));
-    QCOMPARE(table->rowText(5)[1], QStringLiteral("target.test (198.18.5.1)"));
+    QCOMPARE(table->rowText(5)[1], host5);
     const bool limited = onlyThatHop;
     QCOMPARE(table->topLevelItem(1)->font(MonitorTable::Loss).italic(), limited);
     QCOMPARE(table->topLevelItem(1)->toolTip(MonitorTable::Loss), limited ? MonitorTable::rateLimitNote() : QString());
@@ -167,8 +190,10 @@ void MonitorWindowTest::rows()
     QCOMPARE(label->accessibleName(), w->monitor().verdict().text);
     QCOMPARE(label->text().contains(QStringLiteral("limits its replies")), limited);
 
-    // The chart follows the target, then the row picked: a point per answer, a mark per loss.
+    // The chart follows the target (its rounds drawn a moment later), then the row picked (at
+    // once): a point per answer, a mark per loss.
     auto* chart = w->findChild<MonitorChart*>();
+    QTRY_COMPARE(chart->roundTrips().size(), table->rowText(5)[MonitorTable::Recv].toInt());
     for (const int hop : {5, 2}) {
         if (hop != 5)
             table->setCurrentItem(table->topLevelItem(hop - 1));
@@ -265,6 +290,62 @@ void MonitorWindowTest::twoMonitorsAndATrace()
     QCOMPARE(trace->topLevelItemCount(), 5);
     for (int hop = 1; hop <= 4; ++hop)
         QCOMPARE(trace->row(hop - 1).mid(0, 2), (QStringList{QString::number(hop), QStringLiteral("198.18.%1.1").arg(hop)}));
+}
+
+void MonitorWindowTest::chart_data()
+{
+    QTest::addColumn<int>("view");
+    QTest::addColumn<int>("rounds");
+    QTest::addColumn<int>("intervalMs");
+    QTest::addColumn<int>("points");   // round-trip points; 0: about one per pixel column of the plot
+    // Catches a long view drawn a point a round (a stalled window), thinning that loses losses, the
+    // average or the band, and rounds drawn one by one as they come.
+    QTest::newRow("a minute at 0.1 s: a point a round") << int(MonitorChart::View::LastMinute) << 600 << 100 << 540;
+    QTest::newRow("50 minutes at 1 s in the hour view: a point a column") << int(MonitorChart::View::LastHour) << 3000 << 1000 << 0;
+    QTest::newRow("3 hours at 1 s: minutes") << int(MonitorChart::View::Everything) << 3 * 3600 << 1000 << 180;
+}
+
+void MonitorWindowTest::chart()
+{
+    QFETCH(int, view);
+    QFETCH(int, rounds);
+    QFETCH(int, intervalMs);
+    QFETCH(int, points);
+    monitor::PathModel model;
+    double sum = 0;
+    const auto addRound = [&](int n) {   // every tenth probe lost, 10..16 ms, from the start of a minute
+        const bool lost = n % 10 == 3;
+        sum += lost ? 0 : 10 + n % 7;
+        model.addRound({1'700'000'040'000 + qint64(n) * intervalMs,
+                        {lost ? monitor::HopSample::lost() : monitor::HopSample::reply(QHostAddress(packets::kHost), 10 + n % 7, true)}});
+    };
+    for (int n = 0; n < rounds; ++n)
+        addRound(n);
+    MonitorChart chart(nullptr);
+    chart.resize(820, 300);
+    chart.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&chart));
+    chart.setView(MonitorChart::View(view));
+    chart.showHop(model, 1);
+
+    const qsizetype drawn = chart.roundTrips().size(), columns = qsizetype(chart.chart()->plotArea().width());
+    QVERIFY2(points ? drawn == points : drawn <= columns && drawn > columns / 2, qPrintable(QString::number(drawn)));
+    QCOMPARE(chart.fromBuckets(), view == int(MonitorChart::View::Everything));
+    QVERIFY(!chart.losses().isEmpty() && std::ranges::all_of(chart.losses(), [](const QPointF& p) { return p.y() > 16; }));
+    const QList<QAbstractSeries*> series = chart.chart()->series();   // band, average, round trips, losses
+    QCOMPARE(static_cast<QLineSeries*>(series[1])->at(0).y(), sum / model.hop(1).received());
+    const auto* band = static_cast<QAreaSeries*>(series[0]);
+    const auto y = [](const QPointF& p) { return p.y(); };
+    QCOMPARE(std::ranges::max(band->upperSeries()->points(), {}, y).y(), 16.0);
+    QCOMPARE(std::ranges::min(band->lowerSeries()->points(), {}, y).y(), 10.0);
+    QVERIFY(band->upperSeries()->count() <= columns / 8 + 1);   // its fill costs the most: coarse
+
+    // Rounds that come quickly are drawn together, a moment later.
+    QSignalSpy redrawn(static_cast<QXYSeries*>(series[2]), &QXYSeries::pointsReplaced);
+    for (int n = rounds; n < rounds + 3; ++n, chart.roundAdded(model, 1))
+        addRound(n);
+    QCOMPARE(redrawn.count(), 0);
+    QTRY_COMPARE(redrawn.count(), 1);
 }
 
 QTEST_MAIN(MonitorWindowTest)

@@ -35,7 +35,7 @@ struct NoSockets final : IcmpSocketFactory {
 class TestMonitorRounds : public QObject {
     Q_OBJECT
 private slots:
-    // Fault caught: a round probing past the target once it answered, or never probing to 30 before;
+    // Fault caught: a round probing past the target once it answered in any round, or never probing to 30 before;
     // an answer after its two seconds counted, or counted for the wrong hop; a silent hop not lost;
     // a refused send ending the rounds or not counted as loss; rounds sent while paused, or a
     // burst after resuming; the interval not taken while running; a run that outlives stop().
@@ -56,10 +56,13 @@ private slots:
                                << "loss 0 0 0 | rounds 5 | probes 46" << "No loss to target.test (198.18.3.1) in 5 rounds; average 30 ms.";
         QTest::newRow("clean v6") << "10 20 30!" << true << 1.0 << std::vector<Step>{} << 4500.0
                                   << "loss 0 0 0 | rounds 5 | probes 46" << "No loss to target.test (2001:db8:3::1) in 5 rounds; average 30 ms.";
-        // The middle router answers after its probe's wait: lost, like a silent one. Rounds 1 and 2 go
-        // out before the first is over (30 probes each); rounds 9 and 10 are still waiting at the end.
+        // The middle router answers after its probe's wait: lost, like a silent one. Round 2 goes out
+        // before the first is over, knowing the target (5 probes); rounds 9 and 10 wait at the end.
         QTest::newRow("late and silent") << "10 2500 - 40!" << false << 1.0 << std::vector<Step>{} << 9500.0
-                                         << "loss 0 100 100 0 | rounds 8 | probes 100" << "No loss to target.test (198.18.4.1) in 8 rounds; average 40 ms. Delay rises by 30 ms at hop 4 (198.18.4.1).";
+                                         << "loss 0 100 100 0 | rounds 8 | probes 75" << "No loss to target.test (198.18.4.1) in 8 rounds; average 40 ms. Delay rises by 30 ms at hop 4 (198.18.4.1).";
+        // At 0.1 s, 20 rounds go out while the first waits 2 s for the silent hop: all but it probe 4 hops.
+        QTest::newRow("silent hop at 0.1 s") << "10 - 30!" << false << 0.1 << std::vector<Step>{} << 2950.0
+                                             << "loss 0 100 0 | rounds 10 | probes 146" << "";
         // From 1.2 s to 7 s no round can be sent: every hop lost, the verdict says the link is down,
         // and the rounds go on and recover.
         QTest::newRow("network away") << "10 20 30!" << false << 0.5
