@@ -74,6 +74,7 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
     RealPlatform platform;
     Form1 form(platform.platform());
     form.Form_Load();
+    form.setFollowReferrals(line.followReferrals);
     if (onCreated)
         onCreated(form);
     form.showCentred();
