@@ -59,18 +59,20 @@ int main(int argc, char** argv)
     UiGapMeter gaps;
 
     Figures window, client;
+    double stall = 0;
     for (int run = 0; run < runs; ++run) {
         QElapsedTimer clock;
         gaps.start();
         clock.start();
         button->click();
         while (!(button->isEnabled() && box->isShown() && box->text().contains(mark)) && clock.elapsed() < 10000)
-            app.processEvents(QEventLoop::WaitForMoreEvents, 1);
+            app.processEvents(QEventLoop::WaitForMoreEvents);   // the 5 ms ticker wakes it at least
         if (!box->text().contains(mark)) {
             std::fprintf(stderr, "the window did not show the whole chain:\n%s\n", qPrintable(box->text()));
             return 1;
         }
         window.ms.push_back(clock.nsecsElapsed() / 1e6);
+        stall = std::max(stall, gaps.takeLongestMs());   // the client's run below blocks this thread: not counted
 
         QProcess whois;
         clock.start();
@@ -85,6 +87,6 @@ int main(int argc, char** argv)
     }
     std::printf("click to whole chain shown (window): %s\n", qPrintable(window.summary()));
     std::printf("whois -h %s -p 43 (Debian client):   %s\n", qPrintable(root), qPrintable(client.summary()));
-    std::printf("the window's longest stall: %.1f ms\n", gaps.longestMs());
+    std::printf("the window's longest stall during the chains: %.1f ms\n", stall);
     return 0;
 }
