@@ -129,8 +129,6 @@ std::optional<Referral> findReferral(QByteArrayView answer, const Referral& aske
         const QByteArrayView indented = trimmedLeft(line);
         if (const auto rest = valueOf(line, {"% referto:"}))
             found = referTo(trimmedLeft(*rest));
-        else if (line.startsWith('%') || line.startsWith('#'))
-            continue;
         else if (const auto refer = valueOf(line, {"refer:", "whois:"}))
             found = parseServer(*refer);
         else if (const auto url = valueOf(line, {"ReferralServer:"}); url && url->contains("://"))

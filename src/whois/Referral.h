@@ -24,7 +24,7 @@ struct Referral {
 //                                                  (after its "Domain Name:" line); leading blanks allowed
 //   ReferralServer: whois://HOST[:PORT][/]         an address registry; rwhois:// too (port 4321)
 //   % referto: whois -h HOST -p PORT QUERY         address registries of the RIPE kind
-// Other comment lines ("%", "#"), other URL schemes, empty values and host names no host can have
+// Comment lines ("%", "#") never start with these keys; other URL schemes, empty values and host names no host can have
 // are not pointers. Only the first kReferralScanBytes are read: registries point on near the top
 // of answers of a few kB, and a runaway answer of 32 MB is not searched on the UI thread.
 inline constexpr qsizetype kReferralScanBytes = qsizetype(1) << 20;

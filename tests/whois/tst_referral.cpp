@@ -55,7 +55,9 @@ private slots:
         QTest::newRow("no scheme in ReferralServer") << QByteArray("ReferralServer: whois.x.test\n") << "a.test" << "";
         QTest::newRow("registrar before record") << QByteArray("Registrar WHOIS Server: whois.x.test\nDomain Name: X\n") << "a.test" << "";
         QTest::newRow("empty value") << QByteArray("Domain Name: X\nRegistrar WHOIS Server: \nrefer:\n") << "a.test" << "";
-        QTest::newRow("overlong host") << "refer: " + QByteArray(250, 'a') + ".test\n" << "a.test" << "";
+        const QByteArray three = QByteArray(63, 'a').append('.').repeated(3);   // 192 characters
+        QTest::newRow("overlong host") << "refer: " + three + QByteArray(62, 'b') + "\n" << "a.test" << "";
+        QTest::newRow("longest host") << "refer: " + three + QByteArray(61, 'b') + "\n" << "a.test" << QString::fromLatin1(three + QByteArray(61, 'b') + " 43");
         QTest::newRow("overlong label") << "refer: " + QByteArray(64, 'a') + ".test\n" << "a.test" << "";
         QTest::newRow("markup in host") << QByteArray("refer: whois.evil.test<b>\nrefer: -\nrefer: a..test\n") << "a.test" << "";
         QTest::newRow("bad ports") << QByteArray("ReferralServer: whois://h.test:99999\nReferralServer: whois://h.test:0\nReferralServer: whois://h.test:\n")
