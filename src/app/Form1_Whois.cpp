@@ -145,8 +145,6 @@ void Form1::WI_FollowReferral()
         return;
     }
     const whois::ReferralChain::Step step = WI_Chain.afterAnswer(ResponseText, WI_AnswerCut);
-    ResponseText.clear();
-    WI_AnswerCut = false;
     if (step.textChanged)
         WI_ShowChain();
     if (step.next)
@@ -158,6 +156,8 @@ void Form1::WI_FollowReferral()
 void Form1::WI_ConnectReferral(const whois::Referral& server)
 {
     closeConnectionIfOpen();
+    ResponseText.clear();
+    WI_AnswerCut = false;
     WI_Refusal = whois::Refusal::None;
     Winsock1->setRemoteHost(server.host);
     Winsock1->setRemotePort(server.port);
