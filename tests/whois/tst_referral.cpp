@@ -34,6 +34,7 @@ private slots:
         };
         // Catches a form of pointer missed, or its host or port misread.
         rows({{"root refer", "% IANA WHOIS server\n\nrefer:        whois.verisign-grs.com\n\ndomain:       COM\n", "whois.iana.org", "whois.verisign-grs.com 43"},
+              {"root, an address", "refer:        whois.arin.net\r\n\r\ninetnum:      198.0.0.0 - 198.255.255.255\r\n", "whois.iana.org", "whois.arin.net 43"},
               {"root whois: only", "domain:       TEST\nwhois:        Whois.Nic.Test.\n", "whois.iana.org", "whois.nic.test 43"},
               {"thin registry", "   Domain Name: EXAMPLE.COM\r\n   Registry Domain ID: 2336799_DOMAIN_COM-VRSN\r\n   Registrar WHOIS Server: "
                                 "whois.example-registrar.test\r\n", "whois.verisign-grs.com", "whois.example-registrar.test 43"},
