@@ -23,7 +23,7 @@ test_packages=(
   xvfb xauth
   iproute2 nftables iptables libnetfilter-queue-dev procps util-linux
   dnsmasq-base socat
-  iputils-ping traceroute mtr-tiny bind9-dnsutils time
+  iputils-ping traceroute mtr-tiny bind9-dnsutils whois time
   libchm-bin
   python3 python3-pyatspi at-spi2-core dbus dbus-x11
   libcap2-bin

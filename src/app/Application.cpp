@@ -80,6 +80,7 @@ int runApplication(int argc, char** argv, const std::function<void(Form1&)>& onC
         if (!line.asnZone.isEmpty())
             origins->setZone(line.asnZone);
     }
+    form.setFollowReferrals(line.followReferrals);
     if (onCreated)
         onCreated(form);
     form.showCentred();

@@ -106,6 +106,10 @@ CommandLine CommandLine::parse(const QStringList& arguments)
             (name == QLatin1String("server") ? line.server : line.port) = value;
             continue;
         }
+        if (name == QLatin1String("no-referrals") && !valueGiven) {
+            line.followReferrals = false;
+            continue;
+        }
         if (name == QLatin1String("monitor") || name == QLatin1String("report")) {
             // No host to watch (the desktop's "Path Monitor" action): the Traceroute page, where
             // the user types one and Ctrl+M starts the monitor.
@@ -151,6 +155,8 @@ CommandLine CommandLine::parse(const QStringList& arguments)
         line.page = Page::Traceroute;
     if ((!line.server.isNull() || !line.port.isNull()) && line.page != Page::Whois)
         return refuse(QStringLiteral("--server and --port go with --whois"));
+    if (!line.followReferrals && line.page != Page::Whois)
+        return refuse(QStringLiteral("--no-referrals goes with --whois"));
     if (reportOptions && line.reportHost.isNull())
         return refuse(QStringLiteral("--rounds, --interval and --format go with --report"));
     if (!line.reportHost.isNull()) {
@@ -176,6 +182,7 @@ QString CommandLine::usage()
         "\n") + pages + QStringLiteral(
         "    --server NAME        the whois server to ask\n"
         "    --port N             the port it listens on\n"
+        "    --no-referrals       show only that server's answer, not the servers it refers to\n"
         "  --monitor [HOST]       open the window with a path monitor watching HOST; without\n"
         "                         one, on the Traceroute page, where Ctrl+M starts a monitor\n"
         "  --report HOST          watch HOST with no window for a number of rounds, print\n"

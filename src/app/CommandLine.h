@@ -6,7 +6,7 @@
 
 // What the program is asked to do on its command line:
 //   pathlark [--ping [HOST] | --traceroute [HOST] | --lookup [HOST] |
-//             --whois [DOMAIN] [--server NAME] [--port N] | --monitor HOST]
+//             --whois [DOMAIN] [--server NAME] [--port N] [--no-referrals] | --monitor HOST]
 //   pathlark --report HOST [--rounds N] [--interval SECONDS] [--format text|csv|json]
 //   pathlark --help | --version
 // and with any of them --no-asn (no AS lookups) or --asn-zone DOMAIN (another origin service).
@@ -23,6 +23,7 @@ struct CommandLine {
     bool start = false;
     QString server;          // --whois only; empty keeps the box's own
     QString port;
+    bool followReferrals = true;   // --no-referrals: the whois page shows the first answer only
     QString monitorHost;     // --monitor: the host to watch in a monitor window; empty: none
     QString reportHost;      // Report: the host to watch with no window
     int rounds = 10;

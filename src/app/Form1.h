@@ -4,7 +4,9 @@
 #include "platform/Bool16.h"
 #include "Platform.h"
 #include "platform/Resolver.h"
+#include "platform/Controls.h"
 #include "platform/SocketsLayer.h"
+#include "whois/ReferralChain.h"
 
 #include <QPointer>
 #include <QWidget>
@@ -26,7 +28,7 @@ class QLineEdit;
 class QPushButton;
 class QTabWidget;
 class ResultsTable;
-class TcpControl;
+class QAction;
 class Timer;
 
 // The main window. Its controls are built from the control table (ControlTable.cpp, building
@@ -58,6 +60,8 @@ public:
     const Module1& shared() const { return module; }
     QPushButton* defaultButton() const { return m_defaultButton; }
     void setProgramFolder(const QString& folder) { programFolder = folder; }
+    // Whether a whois query follows the referrals in the answers (on unless turned off, for the session).
+    void setFollowReferrals(bool follow);
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -149,6 +153,12 @@ private:
     void closeConnectionIfOpen();
     // Back to idle: Do Query enabled, the default pointer.
     void whoisIdle();
+    // After an answer: on to the server it refers to, or the end of the query.
+    void WI_FollowReferral();
+    void WI_ConnectReferral(const whois::Referral& server);
+    void Winsock1_Failed(TcpControl::Failure why);
+    // The chain's text in the result box, after the first answer.
+    void WI_ShowChain();
 
     // --- Help (Form1_Help.cpp) ---
     void Form_KeyUp(qint16& KeyCode, qint16& Shift);
@@ -210,6 +220,12 @@ private:
     qint32 ServerPort = 0;
     QByteArray ResponseText;
     bool WI_AnswerCut = false;   // the answer passed the cap and was cut; said below what is shown
+    // Referrals: the chain of servers of the running query; the address the typed server had,
+    // which says where referrals may go; why the referred server's address was refused.
+    whois::ReferralChain WI_Chain;
+    QHostAddress WI_TypedAddress;
+    whois::Refusal WI_Refusal = whois::Refusal::None;
+    QAction* WI_FollowReferrals = nullptr;   // "Follow Referrals" in the result box's menu
     // Help: where the help files are looked for; whether an F1 is being dispatched (its waits on
     // the desktop run the event loop).
     QString programFolder;

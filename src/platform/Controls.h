@@ -1,14 +1,17 @@
 #pragma once
 // The controls without a face the window drives: the whois connection and its timer.
 #include <QByteArray>
+#include <QHostAddress>
 #include <QObject>
 #include <QString>
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <functional>
+
 // The TCP connection the whois page drives: exactly the members it uses.
 // Events arrive on the UI thread. A Close() made by the program raises no closed().
-// The connection has no error event: a failed attempt simply never connects.
+// A failed attempt never connects; failed() says why, for callers that want to know.
 class TcpControl : public QObject {
     Q_OBJECT
 public:
@@ -31,12 +34,30 @@ public:
     virtual void SendData(const QByteArray& data) = 0;
     // Moves all data waiting into `data`.
     virtual void GetData(QByteArray& data) = 0;
+    // The address of the server connected to; null before the connection is made.
+    virtual QHostAddress peerAddress() const { return {}; }
+
+    // Which of the server's addresses the next Connect() may use; none set: all of them. Asked
+    // after the name is resolved, before anything is sent to the address.
+    using AddressFilter = std::function<bool(const QHostAddress&)>;
+    void setAddressFilter(AddressFilter filter) { m_addressFilter = std::move(filter); }
+
+    enum class Failure { NoAddress, Unreachable, Filtered };
 
 signals:
     void connected();
     void dataArrival(qint32 bytesTotal);
     // The server has closed the connection.
     void closed();
+    // The attempt that Connect() started has failed: the name has no address, every address
+    // refused or could not be reached, or the filter refused every address.
+    void failed(TcpControl::Failure why);
+
+protected:
+    bool addressAllowed(const QHostAddress& address) const { return !m_addressFilter || m_addressFilter(address); }
+
+private:
+    AddressFilter m_addressFilter;
 };
 
 // The TCP connection over QTcpSocket. Each Connect() uses a fresh socket, so nothing
@@ -56,9 +77,12 @@ public:
     void Connect() override;
     void SendData(const QByteArray& data) override;
     void GetData(QByteArray& data) override;
+    QHostAddress peerAddress() const override { return m_peer; }
 
 private:
     void connectToNext();
+    // Fails the attempt from the event loop, never from inside Connect() or a socket's signal.
+    void fail(Failure why);
     void onReadyRead();
     void onDisconnected();
     void onErrorOccurred(QAbstractSocket::SocketError error);
@@ -67,6 +91,9 @@ private:
     QList<QHostAddress> m_addresses;   // still to try, in the resolver's order
     quint64 m_attempt = 0;             // tells a lookup of an earlier Connect() apart
     QString m_host;
+    QHostAddress m_peer;
+    bool m_filtered = false;           // the filter refused an address of this attempt
+    bool m_tried = false;              // an address of this attempt was tried
     qint32 m_port = 0;
     qint16 m_state = kClosed;
 };

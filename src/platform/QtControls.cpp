@@ -56,8 +56,11 @@ void QtTcpControl::Close()
 void QtTcpControl::Connect()
 {
     Close();
+    m_peer.clear();
+    m_filtered = m_tried = false;
     if (m_port < 0 || m_port > 65535 || !canBeHost(m_host)) {
         m_state = kFailed;
+        fail(Failure::NoAddress);
         return;
     }
     m_socket = new QTcpSocket(this);
@@ -69,6 +72,7 @@ void QtTcpControl::Connect()
     connect(m_socket, &QTcpSocket::hostFound, this, [this] { m_state = kConnecting; });
     connect(m_socket, &QTcpSocket::connected, this, [this] {
         m_state = kConnected;
+        m_peer = m_socket->peerAddress();
         emit connected();
     });
     connect(m_socket, &QTcpSocket::readyRead, this, &QtTcpControl::onReadyRead);
@@ -93,12 +97,27 @@ void QtTcpControl::Connect()
 
 void QtTcpControl::connectToNext()
 {
+    // Addresses the filter refuses are never connected to: not even a SYN reaches them.
+    while (!m_addresses.isEmpty() && !addressAllowed(m_addresses.first())) {
+        m_addresses.removeFirst();
+        m_filtered = true;
+    }
     if (m_addresses.isEmpty()) {
         m_state = kFailed;
+        fail(m_tried ? Failure::Unreachable : m_filtered ? Failure::Filtered : Failure::NoAddress);
         return;
     }
     m_state = kConnecting;
+    m_tried = true;
     m_socket->connectToHost(m_addresses.takeFirst(), quint16(m_port));
+}
+
+void QtTcpControl::fail(Failure why)
+{
+    QMetaObject::invokeMethod(this, [this, why, attempt = m_attempt] {
+        if (attempt == m_attempt && m_state == kFailed)
+            emit failed(why);
+    }, Qt::QueuedConnection);
 }
 
 void QtTcpControl::SendData(const QByteArray& data)
@@ -135,7 +154,7 @@ void QtTcpControl::onErrorOccurred(QAbstractSocket::SocketError error)
     if (error == QAbstractSocket::RemoteHostClosedError)
         return;
     // A name with several addresses: the next one may answer where this one did not.
-    if (m_state == kConnecting && !m_addresses.isEmpty()) {
+    if (m_state == kConnecting) {
         // Not from inside the socket's own signal: from the event loop, if nothing changed since.
         QMetaObject::invokeMethod(this, [this, attempt = m_attempt] {
             if (attempt == m_attempt && m_socket && m_state == kConnecting) {

@@ -160,6 +160,7 @@ private slots:
             {{"--ping", "--whois"}, "only one of --ping, --traceroute, --lookup and --whois can be given"},
             {{"--ping", "a", "--server", "s"}, "--server and --port go with --whois"},
             {{"--whois", "d", "--port"}, "option --port needs a value"},
+            {{"--no-referrals", "--whois", "d"}, "0 3 d 1   no referrals"}, {{"--ping", "--no-referrals"}, "--no-referrals goes with --whois"},
             // The monitor and the report: then also monitor, report, rounds, interval, format.
             {{"--report", "h"}, "3 -1  0  | h 10 1 0"}, {{"--report=-x", "--format", "text"}, "3 -1  0  | -x 10 1 0"},
             {{"--report", "h", "--rounds", "100000", "--interval", "60", "--format", "json"}, "3 -1  0  | h 100000 60 2"},
@@ -184,7 +185,7 @@ private slots:
             const QString monitor = QStringLiteral("|%1 %2 %3 %4 %5").arg(l.monitorHost, l.reportHost).arg(l.rounds)
                                         .arg(l.intervalSeconds).arg(int(l.format));
             const QString window = QStringLiteral("%1 %2 %3 %4 %5 %6").arg(int(l.action)).arg(int(l.page)).arg(l.host)
-                                       .arg(l.start).arg(l.server, l.port);
+                                       .arg(l.start).arg(l.server, l.port) + (l.followReferrals ? "" : " no referrals");
             const QString asn = QStringLiteral("#%1 %2").arg(l.noAsn).arg(l.asnZone);
             QCOMPARE(l.action == CommandLine::Action::Refuse ? l.error
                          : parsed.contains(u'|')               ? window + monitor

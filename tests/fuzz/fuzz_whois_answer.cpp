@@ -1,9 +1,14 @@
 // A whois answer of any bytes, converted as the window shows it: no byte is lost, no LF is left
-// without its CR, and the text gives back exactly the converted bytes.
+// without its CR, and the text gives back exactly the converted bytes. Its referral, if any, names
+// a host written in the answer, never the server asked, and a chain fed it stops within its limits.
 #include "FuzzChecks.h"
+#include "whois/ReferralChain.h"
 #include "whois/Whois.h"
 
+#include <QHostAddress>
 #include <QStringDecoder>
+
+#include <algorithm>
 
 using namespace fuzz;
 
@@ -15,6 +20,22 @@ bool isUtf8(QByteArrayView bytes)
     QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = utf8.decode(bytes);   // decode() converts only when made a QString
     return !utf8.hasError();
+}
+
+void checkReferral(const QByteArray& answer)
+{
+    const whois::Referral asked{QStringLiteral("whois.asked.test"), 43};
+    const std::optional<whois::Referral> found = whois::findReferral(answer, asked);
+    if (found && QHostAddress(found->host).isNull())
+        require(found->port > 0 && answer.toLower().contains(found->host.toLatin1()) && !whois::sameHost(found->host, asked.host)
+                    && std::ranges::all_of(found->host, [](QChar c) { return c.isLower() || c.isDigit() || QStringLiteral(".-_").contains(c); }),
+                "a referral names a host of the answer's, of letters, digits, dots, hyphens, other than the one asked");
+    // The same answer from every server: the chain ends within its limits, its text stays UTF-8.
+    whois::ReferralChain chain;
+    chain.start(asked);
+    for (int hop = 0; hop < 6 && chain.afterAnswer(answer, false).next; ++hop)
+        require(chain.referrals() <= whois::kMaxReferrals, "at most three referrals");
+    require(chain.text().isValidUtf8(), "the chain's text is UTF-8");
 }
 
 } // namespace
@@ -51,5 +72,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     require(kept <= cap && kept >= cap - 3 && kept >= 0, "the cut stays under the cap, at most 3 bytes below");
     if (isUtf8(answer))
         require(isUtf8(answer.left(kept)), "a cut UTF-8 answer is still UTF-8");
+    checkReferral(answer);
     return 0;
 }
