@@ -118,9 +118,10 @@ void Form1::Winsock1_DataArrival(qint32 /*bytesTotal*/)
     QByteArray data;
     Winsock1->GetData(data);
     ResponseText += data;
-    if (ResponseText.size() > whois::kAnswerCap) {
+    const qsizetype cap = WI_Chain.referrals() == 0 ? whois::kAnswerCap : whois::kReferredAnswerCap;
+    if (ResponseText.size() > cap) {
         // A runaway answer: stop reading and show what fits, as if the server had closed.
-        ResponseText.truncate(whois::answerCut(ResponseText));
+        ResponseText.truncate(whois::answerCut(ResponseText, cap));
         WI_AnswerCut = true;
         Winsock1_Close();
         return;

@@ -83,7 +83,7 @@ void ReferralChain::appendAnswer(QByteArrayView answer, bool cut)
     else
         m_text += QString::fromLatin1(answer).toUtf8();
     if (cut)
-        m_text += answerCutNote().toUtf8();
+        m_text += answerCutNote(referrals() == 0 ? kAnswerCap : kReferredAnswerCap).toUtf8();
     if (m_text.size() > before && !m_text.endsWith('\n'))
         m_text += "\r\n";
 }

@@ -56,10 +56,10 @@ qsizetype answerCut(QByteArrayView bytes, qsizetype cap)
     return bytes.size() <= cap ? bytes.size() : utf8Boundary(bytes, cap);
 }
 
-QString answerCutNote()
+QString answerCutNote(qsizetype cap)
 {
     return QStringLiteral("\r\n\r\n[The answer was longer than %1 MB: only its first %1 MB are shown.]")
-        .arg(kAnswerCap / (1024 * 1024));
+        .arg(cap / (1024 * 1024));
 }
 
 

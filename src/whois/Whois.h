@@ -14,6 +14,9 @@ namespace whois {
 // Far above any real answer (a few kB to a few hundred kB); an endless or runaway
 // stream is cut here so memory stays bounded.
 inline constexpr qsizetype kAnswerCap = qsizetype(32) * 1024 * 1024;
+// A referred server's answer is a record of a few kB: one runaway at that hop is cut sooner, so
+// the chain's text is put together without holding up the window.
+inline constexpr qsizetype kReferredAnswerCap = qsizetype(4) * 1024 * 1024;
 
 // Every LF gets a CR of its own before it: LF becomes CR LF, CR LF becomes CR CR LF.
 // In place, in one pass over the text.
@@ -35,8 +38,8 @@ QString answerText(QByteArrayView bytes, bool cut = false);
 // the cap would split is left out whole, so a cut UTF-8 answer stays UTF-8.
 qsizetype answerCut(QByteArrayView bytes, qsizetype cap = kAnswerCap);
 
-// What follows an answer that was cut at the cap.
-QString answerCutNote();
+// What follows an answer that was cut at `cap`.
+QString answerCutNote(qsizetype cap = kAnswerCap);
 
 
 // The one line sent to the server (RFC 3912): the query in UTF-8, then CR LF. A query
