@@ -264,7 +264,8 @@ private slots:
             QCOMPARE(v.rateLimited(h), h == limitedHop);
     }
 
-    // Missing or misnamed keys, zeros where nothing was received, AS fields written when unset.
+    // Missing or misnamed keys, a value of the wrong type, zeros where nothing was received, AS fields
+    // written when unset.
     void json()
     {
         QJsonParseError error;
@@ -278,9 +279,11 @@ private slots:
             {"sent", 4}, {"received", 0}, {"loss", 100}, {"last", QJsonValue::Null}, {"avg", QJsonValue::Null},
             {"best", QJsonValue::Null}, {"worst", QJsonValue::Null}, {"stdev", QJsonValue::Null},
             {"jitter", QJsonValue::Null}, {"rate_limited", false}, {"others", QJsonArray()}}));
-        const QJsonObject gateway = hops[0].toObject(), target = hops[2].toObject();
-        QCOMPARE(gateway["others"].toArray(), QJsonArray({QJsonObject{{"address", "198.18.0.5"}, {"received", 1}}}));
-        QVERIFY(gateway["asn"] == 64500 && gateway["as_name"] == "LAB-NET - Lab\tnetwork" && gateway["name"] == "gw.lab");
+        QCOMPARE(hops[0].toObject(), QJsonObject({{"hop", 1}, {"address", "198.18.0.1"}, {"name", "gw.lab"}, {"sent", 4},
+            {"received", 4}, {"loss", 0}, {"last", 2}, {"avg", 1.5}, {"best", 1}, {"worst", 2}, {"stdev", 0.577},
+            {"jitter", 0.75}, {"rate_limited", false}, {"others", QJsonArray({QJsonObject{{"address", "198.18.0.5"}, {"received", 1}}})},
+            {"asn", 64500}, {"as_name", "LAB-NET - Lab\tnetwork"}, {"prefix", "198.18.0.0/24"}}));
+        const QJsonObject target = hops[2].toObject();
         QVERIFY(target["name"] == kHostileName && target["jitter"] == 1.25 && target["avg"] == 11.5 && !target.contains("asn"));
     }
 
