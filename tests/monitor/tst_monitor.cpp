@@ -303,8 +303,7 @@ private slots:
     // Columns out of line with the header, a name that adds, hides or reorders words, or a hop's AS left out.
     void text()
     {
-        const Report report = sampleReport();
-        const QStringList lines = reportText(report).split(u'\n');
+        const QStringList lines = reportText(sampleReport()).split(u'\n');
         const qsizetype lossEnd = lines[1].indexOf("Loss%") + 5;
         QCOMPARE(lines[1].split(u' ', Qt::SkipEmptyParts).mid(3),
                  QStringList({"Loss%", "Snt", "Last", "Avg", "Best", "Wrst", "StDev", "Javg"}));
@@ -315,7 +314,6 @@ private slots:
         QCOMPARE(lines[5].split(u' ', Qt::SkipEmptyParts).size(), 11);
         for (int i : {2, 4, 5})
             QCOMPARE(lines[i].indexOf(u'%', lossEnd - 2) + 1, lossEnd);
-        QCOMPARE(lines.at(lines.size() - 2), report.verdict);
     }
 };
 
