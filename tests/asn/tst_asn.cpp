@@ -99,7 +99,6 @@ private slots:
         AsnLookup lookup(dns);
         lookup.setZone("z");
         lookup.setTimeLimitMs(100);
-        int inFlightMost = 0;
         QHostAddress first;
         for (const QString& step : steps) {
             const QString verb = step.section(u' ', 0, 0), arg = step.section(u' ', 1, 1), rest = step.section(u' ', 2);
@@ -110,12 +109,10 @@ private slots:
             verb == "wait" ? QTest::qWait(arg.toInt()) : verb == "off" ? lookup.setEnabled(false) : void();
             if (verb == "reenter")
                 connect(&lookup, &AsnLookup::changed, this, [&lookup, arg] { lookup.lookUp(QHostAddress(arg)); });
-            inFlightMost = std::max<int>(inFlightMost, std::ranges::count_if(dns.asked, [](const auto& a) { return a.done && a.name.contains("origin"); }));
         }
         const std::optional<Origin> o = lookup.originOf(first);
         const QString origin = o ? QStringLiteral("AS%1 %2 %3 %4 [%5]").arg(o->asn).arg(o->prefix, o->country, o->registry, o->name) : "-";
         QTEST(dns.names().join(' ') + '|' + origin, "asked");
-        QVERIFY(inFlightMost <= 1 || steps.join(' ').contains("wait"));   // a lost query stays unanswered
     }
 
     // Catches the real adapter blocking, missing a record or failing on a long or hostile one, or

@@ -201,7 +201,6 @@ private slots:
         const QList<QStringList> cases = {
             {chm, "xchm", "%1 %f", "0", "", "file:%1#xchm:/ping.htm"}, {chm, "xchm", "%1 %f", "-1", "", "%1"},
             {"application/x-chm", "kchmviewer", "%1 %U", "2", "", "-showPage /dns.htm %1"},
-            {chm, "reader", "%1 --plain", "-1", "", "--plain %1"},
             {chm, "reader", "%1 %f", "1", "browser", "%2/help/trace.htm"},   // a viewer without topics: the page, in the browser
             {chm, "broken/xchm", "%1 %f", "3", "", "Pathlark (48): Could not locate Help Page: whois.htm\n"},
             {chm, "xchm", "%1 %f", "0", "/Pathlark.chm", "Pathlark (48): Help File does not exist.\n"},

@@ -264,7 +264,8 @@ private slots:
             QCOMPARE(v.rateLimited(h), h == limitedHop);
     }
 
-    // Missing or misnamed keys, zeros where nothing was received, AS fields written when unset.
+    // Missing or misnamed keys, a value of the wrong type, zeros where nothing was received, AS fields
+    // written when unset.
     void json()
     {
         QJsonParseError error;
@@ -278,9 +279,11 @@ private slots:
             {"sent", 4}, {"received", 0}, {"loss", 100}, {"last", QJsonValue::Null}, {"avg", QJsonValue::Null},
             {"best", QJsonValue::Null}, {"worst", QJsonValue::Null}, {"stdev", QJsonValue::Null},
             {"jitter", QJsonValue::Null}, {"rate_limited", false}, {"others", QJsonArray()}}));
-        const QJsonObject gateway = hops[0].toObject(), target = hops[2].toObject();
-        QCOMPARE(gateway["others"].toArray(), QJsonArray({QJsonObject{{"address", "198.18.0.5"}, {"received", 1}}}));
-        QVERIFY(gateway["asn"] == 64500 && gateway["as_name"] == "LAB-NET - Lab\tnetwork" && gateway["name"] == "gw.lab");
+        QCOMPARE(hops[0].toObject(), QJsonObject({{"hop", 1}, {"address", "198.18.0.1"}, {"name", "gw.lab"}, {"sent", 4},
+            {"received", 4}, {"loss", 0}, {"last", 2}, {"avg", 1.5}, {"best", 1}, {"worst", 2}, {"stdev", 0.577},
+            {"jitter", 0.75}, {"rate_limited", false}, {"others", QJsonArray({QJsonObject{{"address", "198.18.0.5"}, {"received", 1}}})},
+            {"asn", 64500}, {"as_name", "LAB-NET - Lab\tnetwork"}, {"prefix", "198.18.0.0/24"}}));
+        const QJsonObject target = hops[2].toObject();
         QVERIFY(target["name"] == kHostileName && target["jitter"] == 1.25 && target["avg"] == 11.5 && !target.contains("asn"));
     }
 
@@ -300,8 +303,7 @@ private slots:
     // Columns out of line with the header, a name that adds, hides or reorders words, or a hop's AS left out.
     void text()
     {
-        const Report report = sampleReport();
-        const QStringList lines = reportText(report).split(u'\n');
+        const QStringList lines = reportText(sampleReport()).split(u'\n');
         const qsizetype lossEnd = lines[1].indexOf("Loss%") + 5;
         QCOMPARE(lines[1].split(u' ', Qt::SkipEmptyParts).mid(3),
                  QStringList({"Loss%", "Snt", "Last", "Avg", "Best", "Wrst", "StDev", "Javg"}));
@@ -312,7 +314,6 @@ private slots:
         QCOMPARE(lines[5].split(u' ', Qt::SkipEmptyParts).size(), 11);
         for (int i : {2, 4, 5})
             QCOMPARE(lines[i].indexOf(u'%', lossEnd - 2) + 1, lossEnd);
-        QCOMPARE(lines.at(lines.size() - 2), report.verdict);
     }
 };
 
