@@ -140,7 +140,6 @@ private slots:
             {{F::loopback(), F::ethernet("eth0", kAddr)}, "alpha", "", true},
             {{F::dialUp("ppp0", kAddr)}, "alpha", "127.0.0.1", true},
             {{F::dialUp("ppp0", kAddr, false), F::dialUp("ppp1", std::nullopt)}, "alpha", "127.0.0.1", false},
-            {{F::loopback()}, "alpha", "", false},
             {{}, "alpha", "", false},
             {{{"eth0", IFF_UP, std::nullopt, {}}}, "alpha", "", false},
             {{F::ethernet("eth0", kAddr)}, QString(4096, u'h'), "", true}};

@@ -11,7 +11,7 @@ using namespace packets;
 
 namespace {
 
-enum Decoder { IpPacket, IcmpMessage, Icmpv6Message };
+enum Decoder { IpPacket, Icmpv6Message };
 
 const QByteArray kProbe = icmp::encodeEchoRequest(icmp::Family::V4, 0x1234, 7, 32);
 const QByteArray kProbe6 = icmp::encodeEchoRequest(icmp::Family::V6, 0x1234, 7, 32);
@@ -31,8 +31,8 @@ class TestIcmpWire : public QObject {
 private slots:
     // Fault caught: a decoder that assumes a 20-byte IPv4 header (options ignored, outside or in
     // the quote), takes fragments, foreign protocols, short, corrupt or foreign-version packets
-    // for answers, or misreads the identifier, sequence, data size or MTU of an answer. (The
-    // verdicts the engine counts by reason: tst_icmp_engine's ignoredCounts.)
+    // for answers, or misreads the identifier, sequence, data size or MTU of an answer. (Any bytes
+    // taken for an answer: tests/fuzz/fuzz_icmp.cpp; the reasons counted: tst_icmp_engine.)
     void verdicts_data()
     {
         QTest::addColumn<int>("decoder");
@@ -46,34 +46,19 @@ private slots:
         const auto row = [](const char* name, Decoder d, const QByteArray& b, V v, K k = K::EchoReply, int size = 0,
                             quint32 mtu = 0) { QTest::newRow(name) << int(d) << b << v << k << size << mtu; };
         const QByteArray quote6 = icmpv6Error(3, kProbe6, kTarget6);
-        row("v4 echo reply", IpPacket, reply(), V::Answer, K::EchoReply, 32);
         row("v4 echo reply, IP options", IpPacket, reply(8), V::Answer, K::EchoReply, 32);
         row("v4 echo reply, link padding", IpPacket, reply() + QByteArray(6, '\0'), V::Answer, K::EchoReply, 32);
-        row("v4 time exceeded", IpPacket, error(0, 0), V::Answer, K::TimeExceeded);
         row("v4 quote with IP options", IpPacket, error(0, 12), V::Answer, K::TimeExceeded);
         row("v4 fragmentation needed", IpPacket, error(0, 0, 3, 4, 1400), V::Answer, K::TooBig, 0, 1400);
         row("v4 parameter problem", IpPacket, error(0, 4, 12), V::Answer, K::ParameterProblem);
         row("v4 net unreachable", IpPacket, error(0, 0, 3, 0), V::Answer, K::Unreachable);
-        row("v4 fragment offset", IpPacket, patched(reply(), 6, 0x0001, 2), V::BadIpHeader);
-        row("v4 quoting UDP", IpPacket, ipPacket(kRouter, kHost, 62, withIcmpChecksum(patched(icmpError(11, kProbe, kTarget), 17, 17))),
-            V::NotOurProbe);
-        row("v4 under a header", IpPacket, reply().left(19), V::Truncated);
         row("v4 short of its total length", IpPacket, reply().chopped(1), V::Truncated);
-        row("v4 header length past the bytes", IpPacket, patched(reply().left(24), 0, 0x4f), V::Truncated);
         row("v4 header length under 20", IpPacket, patched(reply(), 0, 0x44), V::BadIpHeader);
-        row("v4 total length under the header", IpPacket, patched(reply(8), 2, 24, 2), V::BadIpHeader);
-        row("v4 quote cut in the probe", IpPacket, ipPacket(kRouter, kHost, 62, withIcmpChecksum(icmpError(11, kProbe, kTarget).left(32))),
-            V::Truncated);
-        row("v4 an IPv6 header", IpPacket, patched(reply(), 0, 0x65), V::BadIpHeader);
-        row("icmp 7 bytes", IcmpMessage, echoReplyTo(kProbe).left(7), V::Truncated);
         row("v6 echo reply", Icmpv6Message, echoReplyTo(kProbe6), V::Answer, K::EchoReply, 32);
         row("v6 time exceeded", Icmpv6Message, quote6, V::Answer, K::TimeExceeded);
         row("v6 packet too big", Icmpv6Message, icmpv6Error(2, kProbe6, kTarget6, 0, 70000), V::Answer, K::TooBig, 0, 70000);
         row("v6 parameter problem", Icmpv6Message, icmpv6Error(4, kProbe6, kTarget6), V::Answer, K::ParameterProblem);
-        row("v6 quoting IPv4", Icmpv6Message, patched(quote6, 8, 0x45), V::BadIpHeader);
         row("v6 quoting UDP", Icmpv6Message, patched(quote6, 14, 17), V::NotOurProbe);
-        row("v6 quote cut in the IPv6 header", Icmpv6Message, quote6.left(47), V::Truncated);
-        row("v6 quote cut in the probe", Icmpv6Message, quote6.chopped(1), V::Truncated);
         row("v6 echo request", Icmpv6Message, kProbe6, V::NotAnAnswer);
     }
     void verdicts()
@@ -84,7 +69,7 @@ private slots:
         QFETCH(icmp::AnswerKind, kind);
         QFETCH(int, dataSize);
         QFETCH(quint32, mtu);
-        const auto decode = decoder == IpPacket ? icmp::decodeIpPacket : decoder == IcmpMessage ? icmp::decodeIcmpMessage : icmp::decodeIcmpv6Message;
+        const auto decode = decoder == IpPacket ? icmp::decodeIpPacket : icmp::decodeIcmpv6Message;
         const icmp::Decoded d = decode(icmp::bytesOf(bytes));
         QCOMPARE(d.verdict, verdict);
         const icmp::Answer& a = d.answer;
@@ -120,15 +105,10 @@ private slots:
         const bool v4 = scopeIndex < 0;
         QCOMPARE(std::tuple(int(s.ss_family), length, v4 ? 0 : reinterpret_cast<const sockaddr_in6*>(sa)->sin6_scope_id),
                  std::tuple(v4 ? AF_INET : AF_INET6, socklen_t(v4 ? sizeof(sockaddr_in) : sizeof(sockaddr_in6)), uint32_t(std::max(scopeIndex, 0))));
-        // Back again, with the interface's name where it has one, and through the resolver.
+        // Back again, with the interface's name where it has one. (Through the resolver: tst_hostinput.)
         const auto seen = [](const QHostAddress& a) { return a.toString() + '%' + a.scopeId(); };
         QCOMPARE(seen(sockets_layer::hostAddress(sa, length)), seen(address));
         QVERIFY(sockets_layer::hostAddress(sa, length - 1).isNull());
-        std::optional<QHostAddress> resolved;
-        QObject context;
-        SystemNameLookup().addressOf(text, &context, [&](std::optional<QHostAddress> a) { resolved = a.value_or(QHostAddress()); });
-        QTRY_VERIFY(resolved.has_value());
-        QCOMPARE(seen(*resolved), seen(address));
     }
 
     // Fault caught: a checksum routers reject (RFC 1071's example; an odd length); trip times with
