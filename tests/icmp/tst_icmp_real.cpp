@@ -1,6 +1,8 @@
 // The real ICMP engine on the lab's five-hop path, 5 ms per link direction (lab/netlab.sh): r3
-// silent, 198.19.88.88 refused. Each run is this program with --probe in a namespace, as root,
-// nobody, or nobody with cap_net_raw; all at once. (Forged answers: tst_icmp_engine.)
+// silent, 198.19.88.88 refused, 198.19.66.66 silent but answered by a forger (lab/forger.py:
+// strangers' replies and errors, a "too big" the probe fits, a late reply; each kind one by one:
+// tst_icmp_engine). Each run is this program with --probe in a namespace, as root, nobody, or
+// nobody with cap_net_raw; all at once.
 #include "NetLab.h"
 #include "SimulatedPath.h"
 #include "platform/IcmpSocket.h"
@@ -84,6 +86,8 @@ const QList<Run>& runs()
              "raw", 3000, 4000},
             {"datagramTrace6", "h nobody trace target6.path.test", hopsTo4(true) << target6 + "Success", "datagram", 300, 700},
             {"rawTrace6", "h root trace 2001:db8:88::88 --raw", hopsTo4(true) << target6 + refused, "raw", 300, 700},
+            {"forgedTrace", "h nobody trace 198.19.66.66", QStringList{"T|1|198.18.1.1|r1.path.test|#|TTL expired in transit"} + silentHops(2),
+             "datagram", 1950, 2500},
             // The routers' own ICMP rate limits, as real ones have: two traces in a row both see every hop.
             {"rateLimited", "h nobody trace target.path.test --runs 2 limited",
              hopsTo4(false) << target + "Success" << "C" << "stats|datagram|~|0" << hopsTo4(false) << target + "Success", "datagram", 300, 2500},
@@ -113,6 +117,7 @@ private slots:
         QVERIFY(QDir(m_bin.path()).mkdir("cap") && ::chmod(qPrintable(m_bin.filePath("cap")), 0755) == 0);
         QVERIFY(QFile::copy(QCoreApplication::applicationFilePath(), probe) && QFile::copy(probe, capable));
         QVERIFY2(QProcess::execute("setcap", {"cap_net_raw+ep", capable}) == 0, "setcap (package libcap2-bin) failed");
+        m_lab->start("r1", {"python3", PATHLARK_LAB_DIR "/forger.py", "--duration", "20"})->waitForReadyRead(5000);
         for (const Run& run : runs()) {
             QStringList words = run.command.split(u' ');
             NetLab& lab = words.removeAll("limited") ? *m_limited : *m_lab;
@@ -143,7 +148,8 @@ private slots:
     }
 
     // Fault caught: a socket path failing or a user without any not told what to change; wrong rows
-    // or timing on real sockets, IPv4 and IPv6; a rate limit hiding a hop.
+    // or timing on real sockets, IPv4 and IPv6; forged answers shown (a forged "too big" ending a
+    // trace at hop 1), or a silent target not timed out; a rate limit hiding a hop.
     void run_data()
     {
         QTest::addColumn<int>("index");
