@@ -42,7 +42,9 @@ void checkTxtRecord(QByteArrayView b)
         }
     }
     if (const std::optional<QString> name = asn::parseAsNameRecord(b, 64500)) {
-        require(!name->isEmpty() && name->size() <= asn::kMaxNameLength && b.trimmed().startsWith("64500"),
+        // The record's first field is the AS number asked, leading zeros or not.
+        const QByteArray first = b.toByteArray().split('|').value(0).trimmed();
+        require(!name->isEmpty() && name->size() <= asn::kMaxNameLength && first.toUInt() == 64500,
                 "a name is not empty, not over the cap, and from the record of the AS asked");
     }
 }
